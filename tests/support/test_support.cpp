@@ -1,0 +1,74 @@
+#include "support/test_support.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#ifndef VKCONV_BIN
+#define VKCONV_BIN "vkconv"
+#endif
+#ifndef VK_SOURCE_DIR
+#define VK_SOURCE_DIR "."
+#endif
+
+namespace vktest {
+
+ScratchDir::ScratchDir() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "vktest-XXXXXX").string();
+  char *made = mkdtemp(pattern.data());
+  path_ = made ? made : pattern;
+}
+
+ScratchDir::~ScratchDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+std::string ReadFile(const std::string &name) {
+  std::ifstream in(name, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+bool WriteFile(const std::string &name, const std::string &bytes) {
+  std::ofstream out(name, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  return static_cast<bool>(out);
+}
+
+bool Exists(const std::string &name) { return std::filesystem::exists(name); }
+
+std::string VkconvPath() { return VKCONV_BIN; }
+std::string SourceDir() { return VK_SOURCE_DIR; }
+
+namespace {
+std::string Quote(const std::string &text) {
+  std::string quoted = "'";
+  for (char c : text) {
+    if (c == '\'') quoted += "'\\''";
+    else quoted += c;
+  }
+  return quoted + "'";
+}
+}  // namespace
+
+RunResult RunVkconv(const std::vector<std::string> &args, const std::string &cwd) {
+  ScratchDir capture;
+  std::string command = "cd " + Quote(cwd) + " && " + Quote(VkconvPath());
+  for (const std::string &arg : args) command += " " + Quote(arg);
+  command += " >" + Quote(capture.file("out")) + " 2>" + Quote(capture.file("err")) + " </dev/null";
+  RunResult result;
+  int raw = std::system(command.c_str());
+  result.status = (raw != -1 && WIFEXITED(raw)) ? WEXITSTATUS(raw) : -1;
+  result.out = ReadFile(capture.file("out"));
+  result.err = ReadFile(capture.file("err"));
+  return result;
+}
+
+}  // namespace vktest
