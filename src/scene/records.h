@@ -100,7 +100,7 @@ struct ScMesh {
 struct ScModel {
   int32_t id;               // creation number
   char *name;               // '.' replaced by '_'
-  ScModel *instroot;
+  char *instroot;           // instance-root name (owned), null from the reader
   int32_t hasMesh;
   ScMesh *mesh;
   uint32_t EvalFlags;

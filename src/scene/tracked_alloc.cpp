@@ -1,0 +1,161 @@
+// Tracked allocation table. Block references are kept in pages of 4096
+// slots; releasing a block moves the last recorded reference into its hole
+// so the references always form one unbroken run. A side index from block to
+// slot gives the same result as searching the pages from the first, without
+// the search.
+#include <cstdlib>
+#include <cstring>
+#include <unordered_map>
+
+#include "frontend/console.h"
+#include "scene/memory.h"
+
+namespace {
+
+constexpr int kSlotsPerPage = 4096;
+
+struct TablePage {
+  void *slots[kSlotsPerPage];
+  TablePage *next;
+  TablePage *prev;
+};
+
+struct SlotRef {
+  TablePage *page;
+  int slot;
+};
+
+struct TrackedTable {
+  TablePage *first = nullptr;
+  TablePage *current = nullptr;
+  int used = 0;
+  int pageCount = 0;
+  bool initialised = false;
+  std::unordered_map<void *, SlotRef> where;
+};
+
+TrackedTable &Table() {
+  static TrackedTable table;
+  return table;
+}
+
+TablePage *NewPage(const char *format, const char *tag) {
+  auto *page = static_cast<TablePage *>(std::calloc(1, sizeof(TablePage)));
+  if (!page) FatalError(format, tag);
+  return page;
+}
+
+}  // namespace
+
+void ScMallocTabInit() {
+  TrackedTable &t = Table();
+  if (t.initialised) return;
+  t.first = t.current = NewPage("Error: Can't malloc %s\n", "page");
+  t.used = 0;
+  t.pageCount = 1;
+  t.where.clear();
+  t.initialised = true;
+}
+
+void *ScMalloc(size_t size, const char *tag) {
+  TrackedTable &t = Table();
+  if (!t.initialised) ScMallocTabInit();
+  if (t.used >= kSlotsPerPage) {
+    TablePage *page = NewPage("Error: Can't malloc page %s\n", tag);
+    page->prev = t.current;
+    t.current->next = page;
+    t.current = page;
+    t.pageCount++;
+    t.used = 0;
+  }
+  void *block = std::malloc(size ? size : 1);
+  if (!block) FatalError("Error: Can't malloc %s\n", tag);
+  std::memset(block, 0, size);
+  t.current->slots[t.used] = block;
+  t.where[block] = SlotRef{t.current, t.used};
+  t.used++;
+  return block;
+}
+
+char *ScVStrdup(const char *text) {
+  if (!Table().initialised) ScMallocTabInit();
+  if (!text || !*text) return nullptr;
+  size_t length = std::strlen(text);
+  auto *copy = static_cast<char *>(ScMalloc(length + 1, text));
+  std::memcpy(copy, text, length + 1);
+  return copy;
+}
+
+void ScFree(void *block, const char *tag) {
+  TrackedTable &t = Table();
+  if (!t.initialised) {
+    PrintError("Error: You must call ScMallocTabInit for ScObject %s\n", tag);
+    return;
+  }
+  if (t.used == 0 && t.pageCount == 1) return;
+  auto found = t.where.find(block);
+  if (found == t.where.end()) {
+    std::free(block);
+    return;
+  }
+  SlotRef hole = found->second;
+  t.where.erase(found);
+  std::free(block);
+
+  // Fill the hole with the last recorded reference.
+  void *last;
+  if (t.used > 1) {
+    t.used--;
+    last = t.current->slots[t.used];
+    t.current->slots[t.used] = nullptr;
+  } else {
+    last = t.current->slots[0];
+    t.current->slots[0] = nullptr;
+    if (t.pageCount > 1) {
+      TablePage *empty = t.current;
+      t.current = empty->prev;
+      t.current->next = nullptr;
+      std::free(empty);
+      t.pageCount--;
+      t.used = kSlotsPerPage;
+    } else {
+      t.used = 0;
+    }
+  }
+  // When the released block was the last reference itself its slot is simply
+  // gone; otherwise the last reference moves into the hole.
+  if (last != block) {
+    hole.page->slots[hole.slot] = last;
+    t.where[last] = hole;
+  }
+}
+
+void ScFreeAll() {
+  TrackedTable &t = Table();
+  if (!t.initialised) {
+    PrintError("Error: You must call ScMallocTabInit for ScObject %s\n", "ScObjectFree");
+    return;
+  }
+  for (TablePage *page = t.first; page;) {
+    int count = (page == t.current) ? t.used : kSlotsPerPage;
+    for (int i = 0; i < count; i++) std::free(page->slots[i]);
+    TablePage *next = page->next;
+    std::free(page);
+    page = next;
+  }
+  t.first = t.current = nullptr;
+  t.used = 0;
+  t.pageCount = 0;
+  t.where.clear();
+  t.initialised = false;
+}
+
+ScMallocStats ScMallocGetStats() {
+  const TrackedTable &t = Table();
+  ScMallocStats stats{};
+  stats.initialised = t.initialised;
+  stats.pageCount = t.pageCount;
+  stats.used = t.used;
+  stats.blocks = t.initialised ? static_cast<long>(t.pageCount - 1) * kSlotsPerPage + t.used : 0;
+  return stats;
+}
