@@ -22,6 +22,9 @@ struct ScMallocStats {
   long blocks;    // recorded blocks in all pages
 };
 ScMallocStats ScMallocGetStats();
+// The block recorded in slot `index` counted over all pages from the first,
+// or null past the end.
+void *ScMallocBlockAt(long index);
 
 template <typename T>
 T *ScNew(const char *tag, size_t count = 1) {

@@ -159,3 +159,12 @@ ScMallocStats ScMallocGetStats() {
   stats.blocks = t.initialised ? static_cast<long>(t.pageCount - 1) * kSlotsPerPage + t.used : 0;
   return stats;
 }
+
+void *ScMallocBlockAt(long index) {
+  const TrackedTable &t = Table();
+  if (!t.initialised || index < 0) return nullptr;
+  TablePage *page = t.first;
+  for (; page && index >= kSlotsPerPage; index -= kSlotsPerPage) page = page->next;
+  if (!page || (page == t.current && index >= t.used)) return nullptr;
+  return page->slots[index];
+}
