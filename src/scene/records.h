@@ -38,6 +38,11 @@ struct ScMaterials {
   float ambient[4];
   float specular[4];
   ScMaterials *next;
+  // Set by the material name tags: the per-material output word F (in the
+  // write-info flag layout) and the evaluation bits E that the writers OR
+  // into the object's EvalFlags.
+  uint32_t outputFlags;
+  uint32_t evalFlags;
 };
 
 struct ScPolyNode {
