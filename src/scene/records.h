@@ -43,6 +43,10 @@ struct ScMaterials {
   // into the object's EvalFlags.
   uint32_t outputFlags;
   uint32_t evalFlags;
+  // Polygons of this material by corner count, set by the node list builder.
+  int32_t nbPolyTriangle;
+  int32_t nbPolyQuad;
+  int32_t nbPolyLarge;
 };
 
 struct ScPolyNode {
@@ -87,6 +91,10 @@ struct ScVertex {
   uint32_t libraryFlags;
   float vec1[3];            // working vectors of the geometry routines
   float vec2[3];
+  // Material emission normals: corners using the vertex under a marked
+  // material, and the material number of the last such polygon.
+  int32_t useCount;
+  int32_t useMaterial;
 };
 
 struct ScMesh {
