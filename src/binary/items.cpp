@@ -1,0 +1,275 @@
+// The dual print and the interpreter of binary item codes.
+#include <array>
+#include <cstdarg>
+#include <cstring>
+
+#include "binary/vkprint.h"
+#include "binary/writer_state.h"
+#include "frontend/console.h"
+
+namespace vkbin {
+namespace {
+
+enum class Item : uint8_t {
+  kNone,     // characters without a handler (the digits after "T" and "P")
+  kSkip,     // "!"
+  kPlain,    // "$"
+  kLabel,    // "T"
+  kPointer,  // "P"
+  kString,   // "g"
+  kInt,      // one integer argument
+  kFloat,    // one double argument
+  kNorm32,   // three integers
+  kArgb,     // four integers
+  kD565,     // six integers
+  kD4444,    // seven integers
+};
+
+// How the dump line shows the value.
+enum class Shown : uint8_t { kNone, kText, kSigned, kHex, kPlainHex, kFloat };
+
+struct ItemCode {
+  char code;
+  Item item;
+  int alignment;  // 0, 2 or 4
+  int width;      // bytes written by value items
+  bool isSigned;  // integer items: the dump shows the value as signed
+  Shown shown;
+  const char *dump;  // dump line format; the number is the aligned position
+};
+
+// The interpreter's table, in order.
+constexpr ItemCode kItemCodes[] = {
+    {'!', Item::kSkip, 0, 0, false, Shown::kNone, nullptr},
+    {'$', Item::kPlain, 0, 0, false, Shown::kNone, nullptr},
+    {'T', Item::kLabel, 4, 0, false, Shown::kText, "([%ld]Top %s)\n"},
+    {'P', Item::kPointer, 4, 4, false, Shown::kText, "([%ld]Ptr %s)\n"},
+    {'g', Item::kString, 4, 4, false, Shown::kText, "([%ld]Str %s)\n"},
+    {'i', Item::kInt, 4, 4, true, Shown::kSigned, "([%ld]Sint32 %d)\n"},
+    {'s', Item::kInt, 2, 2, true, Shown::kSigned, "([%ld]Sint16 %d)\n"},
+    {'c', Item::kInt, 0, 1, true, Shown::kSigned, "([%ld]Sint8 %d)\n"},
+    {'I', Item::kInt, 4, 4, false, Shown::kHex, "([%ld]Uint32 0x%x)\n"},
+    {'S', Item::kInt, 2, 2, false, Shown::kHex, "([%ld]Uint16 0x%x)\n"},
+    {'C', Item::kInt, 0, 1, false, Shown::kPlainHex, "([%ld]Uint8 %x)\n"},
+    {'f', Item::kFloat, 4, 4, false, Shown::kFloat, "([%ld]Float %f)\n"},
+    {'X', Item::kNorm32, 0, 4, false, Shown::kHex, "([%ld]NORM32 0x%x)\n"},
+    {'8', Item::kArgb, 0, 4, false, Shown::kHex, "([%ld]ARGB8888 0x%x)\n"},
+    {'5', Item::kD565, 0, 4, false, Shown::kHex, "([%ld]D565S565 0x%x)\n"},
+    {'a', Item::kD4444, 0, 4, false, Shown::kHex, "([%ld]D4444S565 0x%x)\n"},
+};
+
+constexpr std::array<const ItemCode *, 256> MakeHandlers() {
+  std::array<const ItemCode *, 256> handlers{};
+  for (const ItemCode &entry : kItemCodes) handlers[static_cast<unsigned char>(entry.code)] = &entry;
+  return handlers;
+}
+constexpr std::array<const ItemCode *, 256> kHandlers = MakeHandlers();
+
+constexpr int kMaxName = 255;
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Records the text of the argument just consumed (or null for a value).
+void NoteArgument(WriterState &state, const char *text) {
+  if (state.argumentsUsed < 10) state.argumentText[state.argumentsUsed] = text;
+  state.argumentsUsed++;
+}
+
+uint32_t NextInt(WriterState &state, va_list *args) {
+  auto value = static_cast<uint32_t>(va_arg(*args, int));
+  NoteArgument(state, nullptr);
+  return value;
+}
+
+// The text of argument `index`, consuming the arguments up to it as texts.
+const char *ArgumentText(WriterState &state, va_list *args, int index) {
+  while (state.argumentsUsed <= index) NoteArgument(state, va_arg(*args, const char *));
+  const char *text = state.argumentText[index];
+  return text ? text : "";
+}
+
+// The name of a label or pointer: the texts of the arguments whose indexes
+// follow the letter. A label takes every digit of the rest of the codes, a
+// pointer the digits up to the first other character.
+void ReadName(WriterState &state, const char *rest, bool toFirstOther, va_list *args, char *name) {
+  size_t length = 0;
+  name[0] = '\0';
+  for (const char *p = rest; *p; p++) {
+    if (!IsDigit(*p)) {
+      if (toFirstOther) break;
+      continue;
+    }
+    const char *text = ArgumentText(state, args, *p - '0');
+    size_t add = std::strlen(text);
+    if (add > kMaxName - length) add = kMaxName - length;
+    std::memcpy(name + length, text, add);
+    length += add;
+    name[length] = '\0';
+  }
+}
+
+void Label(WriterState &state, const ItemCode &code, const char *rest, va_list *args) {
+  char name[kMaxName + 1];
+  state.markersUsed++;
+  ReadName(state, rest, false, args, name);
+  ImageAlign(state, 4);
+  if (state.dump) PrintMessage(code.dump, state.byteCount, name);
+  QueueLabel(state, name, state.byteCount);
+}
+
+void Pointer(WriterState &state, const ItemCode &code, const char *rest, va_list *args) {
+  char name[kMaxName + 1];
+  state.markersUsed++;
+  ReadName(state, rest, true, args, name);
+  ImageAlign(state, 4);
+  if (state.dump) PrintMessage(code.dump, state.byteCount, name);
+  StorePointerPosition(state, state.byteCount);
+  if (std::strcmp(name, "NULL") != 0) QueuePointer(state, name, state.byteCount);
+  ImageWriteLE(state, 0, 4);
+}
+
+// A value item: takes its arguments, then writes nothing when skipped, or
+// aligns, describes and writes its bytes.
+void Value(WriterState &state, const ItemCode &code, va_list *args) {
+  const char *text = nullptr;
+  uint32_t word = 0;
+  float real = 0.0f;
+  switch (code.item) {
+    case Item::kString:
+      text = va_arg(*args, const char *);
+      NoteArgument(state, text);
+      if (!text) text = "";
+      break;
+    case Item::kInt: word = NextInt(state, args); break;
+    case Item::kFloat:
+      real = static_cast<float>(va_arg(*args, double));
+      NoteArgument(state, nullptr);
+      std::memcpy(&word, &real, 4);
+      break;
+    case Item::kNorm32: {
+      uint32_t x = NextInt(state, args), y = NextInt(state, args), z = NextInt(state, args);
+      word = x << 20 | y << 10 | z;
+      break;
+    }
+    case Item::kArgb: {
+      uint32_t a = NextInt(state, args), r = NextInt(state, args), g = NextInt(state, args);
+      uint32_t b = NextInt(state, args);
+      word = (a & 0xFF) << 24 | (r & 0xFF) << 16 | (g & 0xFF) << 8 | (b & 0xFF);
+      break;
+    }
+    case Item::kD565: {
+      uint32_t half[2];
+      for (uint32_t &h : half) {
+        uint32_t r = NextInt(state, args), g = NextInt(state, args), b = NextInt(state, args);
+        h = (r & 31) << 11 | (g & 63) << 5 | (b & 31);
+      }
+      word = half[0] << 16 | half[1];
+      break;
+    }
+    case Item::kD4444: {
+      uint32_t a = NextInt(state, args), r = NextInt(state, args), g = NextInt(state, args);
+      uint32_t b = NextInt(state, args);
+      uint32_t sr = NextInt(state, args), sg = NextInt(state, args), sb = NextInt(state, args);
+      word = ((a & 15) << 12 | (r & 15) << 8 | (g & 15) << 4 | (b & 15)) << 16 |
+             (sr & 31) << 11 | (sg & 63) << 5 | (sb & 31);
+      break;
+    }
+    default: return;
+  }
+  if (state.skip) {
+    state.skip = false;
+    return;
+  }
+  ImageAlign(state, code.alignment);
+  if (state.dump) {
+    long at = state.byteCount;
+    uint32_t masked = code.width == 4 ? word : word & ((1u << (8 * code.width)) - 1);
+    switch (code.shown) {
+      case Shown::kText: PrintMessage(code.dump, at, text); break;
+      case Shown::kSigned: {
+        int value = code.width == 4   ? static_cast<int32_t>(word)
+                    : code.width == 2 ? static_cast<int16_t>(word)
+                                      : static_cast<int8_t>(word);
+        PrintMessage(code.dump, at, value);
+        break;
+      }
+      case Shown::kHex:
+      case Shown::kPlainHex: PrintMessage(code.dump, at, masked); break;
+      case Shown::kFloat: PrintMessage(code.dump, at, static_cast<double>(real)); break;
+      case Shown::kNone: break;
+    }
+  }
+  state.plain = false;
+  if (code.item == Item::kString) {
+    StorePointerPosition(state, state.byteCount);
+    QueueString(state, text, state.byteCount);
+    ImageWriteLE(state, 0, 4);
+  } else {
+    ImageWriteLE(state, word, code.width);
+  }
+}
+
+// Walks the codes until arguments and markers used reach their length.
+void Interpret(const char *codes, va_list *args) {
+  WriterState &state = State();
+  state.argumentsUsed = 0;
+  state.markersUsed = 0;
+  for (int i = 0; i < 10; i++) state.argumentText[i] = nullptr;
+  const long length = static_cast<long>(std::strlen(codes));
+  for (const char *p = codes; *p; p++) {
+    if (state.argumentsUsed + state.markersUsed >= length) break;
+    const ItemCode *code = kHandlers[static_cast<unsigned char>(*p)];
+    if (!code) continue;
+    switch (code->item) {
+      case Item::kSkip:
+        state.markersUsed++;
+        state.skip = true;
+        break;
+      case Item::kPlain:
+        state.markersUsed++;
+        state.plain = true;
+        break;
+      case Item::kLabel: Label(state, *code, p + 1, args); break;
+      case Item::kPointer: Pointer(state, *code, p + 1, args); break;
+      default: Value(state, *code, args); break;
+    }
+  }
+}
+
+bool Binary(const WriterState &state) { return state.mode != kVKModeAscii; }
+
+}  // namespace
+}  // namespace vkbin
+
+using vkbin::State;
+using vkbin::WriterState;
+
+void VKPrint(const char *codes, const char *format, ...) {
+  WriterState &state = State();
+  va_list args;
+  va_start(args, format);
+  if (vkbin::Binary(state)) {
+    if (codes) vkbin::Interpret(codes, &args);
+  } else if (format) {
+    std::vfprintf(state.file, format, args);
+  }
+  va_end(args);
+}
+
+void VKPrintAscii(const char *format, ...) {
+  WriterState &state = State();
+  if (vkbin::Binary(state) || !format) return;
+  va_list args;
+  va_start(args, format);
+  std::vfprintf(state.file, format, args);
+  va_end(args);
+}
+
+void VKPrintBin(const char *codes, ...) {
+  WriterState &state = State();
+  if (!vkbin::Binary(state) || !codes) return;
+  va_list args;
+  va_start(args, codes);
+  vkbin::Interpret(codes, &args);
+  va_end(args);
+}
