@@ -1,0 +1,465 @@
+// The three passes of the Basic-model reader: counting the blocks, measuring
+// the array blocks, and reading every block into its intermediate record.
+#include "reader/basic_blocks.h"
+
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace vkreader {
+namespace {
+
+// ---- Pass 1 ---------------------------------------------------------------
+
+struct CountWord {
+  std::string_view word;
+  BlockKind kind;
+};
+
+constexpr CountWord kCountWords[] = {
+    {"TEXN", kTexEntry},        {"TEXN3", kTexEntry},         {"PTEXN", kTexEntry},
+    {"MATSTART", kMaterialKind}, {"POLYGON", kPolygonKind},    {"POLYNORMAL", kPolyNormalKind},
+    {"VERTUV", kVertUvKind},    {"MESHSTART", kMeshSetKind},  {"POINT", kPointKind},
+    {"NORMAL", kNormalKind},    {"MODEL", kModelKind},        {"OBJECT", kObjectKind},
+};
+
+// ---- Pass 2 ---------------------------------------------------------------
+
+struct ArrayKind {
+  std::string_view keyword;
+  std::vector<int32_t> ReaderContext::*sizes;
+  bool countsTokens;  // POLYGON counts values, the others lines
+};
+
+constexpr ArrayKind kArrayKinds[] = {
+    {"POLYGON", &ReaderContext::polygonSizes, true},
+    {"POLYNORMAL", &ReaderContext::polyNormalSizes, false},
+    {"VERTUV", &ReaderContext::vertUvSizes, false},
+    {"NORMAL", &ReaderContext::normalSizes, false},
+    {"POINT", &ReaderContext::pointSizes, false},
+};
+
+int32_t MeasureBlock(LineReader &reader, bool countsTokens) {
+  int32_t count = 0;
+  while (reader.ReadLine()) {
+    std::string_view first = reader.first();
+    if (first == "END") break;
+    if (first == "START") {
+      count = 0;
+    } else if (!countsTokens) {
+      count++;
+    } else if (first == "Strip") {
+      count += reader.count() > 2 ? reader.count() - 2 : 0;
+    } else {
+      count += reader.count();
+    }
+  }
+  return count;
+}
+
+// ---- Pass 3 helpers -------------------------------------------------------
+
+bool NeedTokens(const ReaderContext &ctx, int count) {
+  if (ctx.reader->count() >= count) return true;
+  std::fprintf(stderr, "Bad arg count : Line %d\n", ctx.reader->line());
+  return false;
+}
+
+// Copies token `index` (0-based) into `out`, refusing names that do not fit
+// the 255-character name fields.
+bool TakeName(const ReaderContext &ctx, int index, std::string *out) {
+  std::string_view token = (*ctx.reader)[index];
+  if (token.size() > static_cast<size_t>(kMaxNameLength)) {
+    std::fprintf(stderr, "Error : %s : Line %d : name of %d characters (at most %d)\n", ctx.fileName,
+                 ctx.reader->line(), static_cast<int>(token.size()), kMaxNameLength);
+    return false;
+  }
+  out->assign(token);
+  return true;
+}
+
+// A positional line of a block: the next line must have `count` tokens and
+// its token 2 is taken as a name.
+enum class Positional { kRead, kEndOfFile, kFailed };
+
+Positional NextLine(ReaderContext &ctx, int count) {
+  if (!ctx.reader->ReadLine()) return Positional::kEndOfFile;
+  return NeedTokens(ctx, count) ? Positional::kRead : Positional::kFailed;
+}
+
+Positional NextName(ReaderContext &ctx, std::string *name, int32_t *line = nullptr) {
+  Positional p = NextLine(ctx, 2);
+  if (p != Positional::kRead) return p;
+  if (line) *line = ctx.reader->line();
+  return TakeName(ctx, 1, name) ? Positional::kRead : Positional::kFailed;
+}
+
+Positional NextVec3(ReaderContext &ctx, Vec3 *out) {
+  Positional p = NextLine(ctx, 4);
+  if (p != Positional::kRead) return p;
+  const LineReader &r = *ctx.reader;
+  *out = {RealValue(r[1]), RealValue(r[2]), RealValue(r[3])};
+  return p;
+}
+
+// Alpha, red, green and blue tokens into an ARGB8888 word.
+uint32_t ColourWord(const LineReader &r) {
+  uint32_t word = 0;
+  for (int i = 1; i <= 4; i++) word = (word << 8) | (static_cast<uint32_t>(DecimalValue(r[i])) & 0xFFu);
+  return word;
+}
+
+// Degrees into the 65536-to-a-turn angle, truncated toward zero.
+int32_t AngleValue(std::string_view token) {
+  constexpr float kUnitsPerDegree = 182.044449f;
+  float units = RealValue(token) * kUnitsPerDegree;
+  if (std::isnan(units)) return 0;
+  if (units >= 2147483648.0f) return std::numeric_limits<int32_t>::max();
+  if (units <= -2147483648.0f) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(units);
+}
+
+// Skips the lines before "START"; false when the block ends (END or end of
+// file) before it.
+bool SkipToStart(ReaderContext &ctx) {
+  while (ctx.reader->ReadLine()) {
+    std::string_view first = ctx.reader->first();
+    if (first == "START") return true;
+    if (first == "END") return false;
+  }
+  return false;
+}
+
+// Opening line of a named block: 2 tokens, token 2 the name.
+bool OpenBlock(ReaderContext &ctx, std::string *name, int32_t *line) {
+  if (!NeedTokens(ctx, 2)) return false;
+  *line = ctx.reader->line();
+  return TakeName(ctx, 1, name);
+}
+
+size_t PlannedSize(const std::vector<int32_t> &sizes, size_t index) {
+  return index < sizes.size() && sizes[index] > 0 ? static_cast<size_t>(sizes[index]) : 0;
+}
+
+// ---- Block handlers ---------------------------------------------------------
+
+bool ReadTextureBlock(ReaderContext &ctx) {
+  LineReader &r = *ctx.reader;
+  while (r.ReadLine()) {
+    std::string_view first = r.first();
+    if (first == "END") return true;
+    BasicTexName entry;
+    if (first == "TEXN") {
+      if (!NeedTokens(ctx, 2)) return false;
+    } else if (first == "TEXN3") {
+      if (!NeedTokens(ctx, 4)) return false;
+      entry.attr = HexValue(r[2]);
+      entry.texaddr = static_cast<uint32_t>(DecimalValue(r[3]));
+    } else if (first == "PTEXN") {
+      if (!NeedTokens(ctx, 4)) return false;
+      entry.attr = DecimalValue(r[2]) != 0 ? 0x10000u : 0u;
+      entry.texaddr = (static_cast<uint32_t>(DecimalValue(r[3])) << 26) | 1u;
+    } else {
+      continue;
+    }
+    if (!TakeName(ctx, 1, &entry.filename)) return false;
+    ctx.textures.push_back(std::move(entry));
+  }
+  return true;
+}
+
+// The five positional lines of one material.
+Positional ReadMaterialLines(ReaderContext &ctx, BasicMaterial &m) {
+  LineReader &r = *ctx.reader;
+  Positional p = NextLine(ctx, 5);
+  if (p != Positional::kRead) return p;
+  m.diffuse = ColourWord(r);
+  if ((p = NextLine(ctx, 5)) != Positional::kRead) return p;
+  m.specular = ColourWord(r);
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.exponent = RealValue(r[1]);
+  if ((p = NextLine(ctx, 3)) != Positional::kRead) return p;
+  m.attrTexId = HexValue(r[1]) | static_cast<uint32_t>(DecimalValue(r[2]));
+  m.texIdLine = r.line();
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.attrFlags = HexValue(r[1]);
+  if ((m.attrFlags & 0xFC000000u) == 0) m.attrFlags |= 0x94000000u;
+  return p;
+}
+
+bool ReadMaterialBlock(ReaderContext &ctx) {
+  std::string name;
+  int32_t line = 0;
+  if (!OpenBlock(ctx, &name, &line)) return false;
+  const int32_t stored = static_cast<int32_t>(ctx.materialTable.size());
+  if (stored == 0 && name.compare(0, 6, "defmat") == 0) ctx.defaultMaterialOrder = true;
+  bool firstOfBlock = true;
+  LineReader &r = *ctx.reader;
+  while (r.ReadLine()) {
+    std::string_view first = r.first();
+    if (first == "END") return true;
+    if (first != "MATSTART") continue;
+    const int32_t k = static_cast<int32_t>(ctx.materialTable.size());
+    int32_t slot = k;
+    if (ctx.defaultMaterialOrder) slot = k == 0 ? ctx.lastMaterialSlot : k - 1;
+    if (slot < 0 || slot >= static_cast<int32_t>(ctx.materials.size())) {
+      std::fprintf(stderr, "Error : %s : Line %d : more materials than MATSTART lines\n", ctx.fileName, r.line());
+      return false;
+    }
+    ctx.materialTable.push_back({firstOfBlock ? name : std::string(kNoReference), slot});
+    firstOfBlock = false;
+    Positional p = ReadMaterialLines(ctx, ctx.materials[static_cast<size_t>(slot)]);
+    if (p == Positional::kFailed) return false;
+    if (p == Positional::kEndOfFile) return true;
+  }
+  return true;
+}
+
+bool ReadPolygonBlock(ReaderContext &ctx) {
+  ArrayBlock<int16_t> block;
+  if (!OpenBlock(ctx, &block.name, &block.line)) return false;
+  block.items.reserve(PlannedSize(ctx.polygonSizes, ctx.polygons.size()));
+  LineReader &r = *ctx.reader;
+  if (SkipToStart(ctx)) {
+    while (r.ReadLine()) {
+      std::string_view first = r.first();
+      if (first == "END") break;
+      int from = 0;
+      if (first == "Strip") {
+        if (!NeedTokens(ctx, 3)) return false;
+        uint32_t head = HexValue(r[1]) | static_cast<uint32_t>(DecimalValue(r[2]));
+        block.items.push_back(static_cast<int16_t>(static_cast<uint16_t>(head)));
+        from = 3;
+      }
+      for (int i = from; i < r.count(); i++) block.items.push_back(static_cast<int16_t>(Decimal16(r[i])));
+    }
+  }
+  ctx.polygons.push_back(std::move(block));
+  return true;
+}
+
+// POLYNORMAL, POINT and NORMAL: three reals per line after START.
+bool ReadVec3Block(ReaderContext &ctx, std::vector<ArrayBlock<Vec3>> &blocks, const std::vector<int32_t> &sizes) {
+  ArrayBlock<Vec3> block;
+  if (!OpenBlock(ctx, &block.name, &block.line)) return false;
+  block.items.reserve(PlannedSize(sizes, blocks.size()));
+  LineReader &r = *ctx.reader;
+  if (SkipToStart(ctx)) {
+    while (r.ReadLine()) {
+      if (r.first() == "END") break;
+      if (!NeedTokens(ctx, 4)) return false;
+      block.items.push_back({RealValue(r[1]), RealValue(r[2]), RealValue(r[3])});
+    }
+  }
+  blocks.push_back(std::move(block));
+  return true;
+}
+
+bool ReadPolyNormalBlock(ReaderContext &ctx) { return ReadVec3Block(ctx, ctx.polyNormals, ctx.polyNormalSizes); }
+bool ReadPointBlock(ReaderContext &ctx) { return ReadVec3Block(ctx, ctx.points, ctx.pointSizes); }
+bool ReadNormalBlock(ReaderContext &ctx) { return ReadVec3Block(ctx, ctx.normals, ctx.normalSizes); }
+
+bool ReadVertUvBlock(ReaderContext &ctx) {
+  ArrayBlock<UvPair> block;
+  if (!OpenBlock(ctx, &block.name, &block.line)) return false;
+  block.items.reserve(PlannedSize(ctx.vertUvSizes, ctx.vertUvs.size()));
+  LineReader &r = *ctx.reader;
+  if (SkipToStart(ctx)) {
+    while (r.ReadLine()) {
+      if (r.first() == "END") break;
+      if (!NeedTokens(ctx, 3)) return false;
+      block.items.push_back({static_cast<int16_t>(Decimal16(r[1])), static_cast<int16_t>(Decimal16(r[2]))});
+    }
+  }
+  ctx.vertUvs.push_back(std::move(block));
+  return true;
+}
+
+Positional ReadMeshSetLines(ReaderContext &ctx, BasicMeshSet &m) {
+  LineReader &r = *ctx.reader;
+  Positional p = NextLine(ctx, 3);
+  if (p != Positional::kRead) return p;
+  m.typeMatId = static_cast<uint16_t>(HexValue(r[1]) | static_cast<uint32_t>(DecimalValue(r[2])));
+  m.typeLine = r.line();
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.nbMesh = Decimal16(r[1]);
+  if ((p = NextName(ctx, &m.meshesName, &m.meshesLine)) != Positional::kRead) return p;
+  if ((p = NextName(ctx, &m.polyAttrsName)) != Positional::kRead) return p;
+  if ((p = NextName(ctx, &m.polyNormalName)) != Positional::kRead) return p;
+  if ((p = NextName(ctx, &m.vertColorName)) != Positional::kRead) return p;
+  return NextName(ctx, &m.vertUvName);
+}
+
+bool ReadMeshSetBlock(ReaderContext &ctx) {
+  std::string name;
+  int32_t line = 0;
+  if (!OpenBlock(ctx, &name, &line)) return false;
+  bool firstOfBlock = true;
+  LineReader &r = *ctx.reader;
+  while (r.ReadLine()) {
+    std::string_view first = r.first();
+    if (first == "END") return true;
+    if (first != "MESHSTART") continue;
+    BasicMeshSet &m = ctx.meshsets.emplace_back();
+    m.name = firstOfBlock ? name : std::string(kNoReference);
+    m.line = r.line();
+    firstOfBlock = false;
+    Positional p = ReadMeshSetLines(ctx, m);
+    if (p == Positional::kFailed) return false;
+    if (p == Positional::kEndOfFile) return true;
+  }
+  return true;
+}
+
+Positional ReadModelLines(ReaderContext &ctx, BasicModel &m) {
+  LineReader &r = *ctx.reader;
+  Positional p;
+  if ((p = NextName(ctx, &m.pointsName, &m.pointsLine)) != Positional::kRead) return p;
+  if ((p = NextName(ctx, &m.normalName, &m.normalLine)) != Positional::kRead) return p;
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.nbPoint = DecimalValue(r[1]);
+  if ((p = NextName(ctx, &m.meshsetName, &m.meshsetLine)) != Positional::kRead) return p;
+  if ((p = NextName(ctx, &m.materialsName, &m.materialsLine)) != Positional::kRead) return p;
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.nbMeshset = Decimal16(r[1]);
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.nbMat = Decimal16(r[1]);
+  if ((p = NextVec3(ctx, &m.center)) != Positional::kRead) return p;
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  m.r = RealValue(r[1]);
+  return p;
+}
+
+bool ReadModelBlock(ReaderContext &ctx) {
+  BasicModel &m = ctx.models.emplace_back();
+  if (!OpenBlock(ctx, &m.name, &m.line)) return false;
+  LineReader &r = *ctx.reader;
+  while (r.ReadLine()) {
+    std::string_view first = r.first();
+    if (first == "END") return true;
+    if (first != "START") continue;
+    Positional p = ReadModelLines(ctx, m);
+    if (p == Positional::kFailed) return false;
+    if (p == Positional::kEndOfFile) return true;
+  }
+  return true;
+}
+
+Positional ReadObjectLines(ReaderContext &ctx, BasicObject &o) {
+  LineReader &r = *ctx.reader;
+  Positional p;
+  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
+  o.evalflags = HexValue(r[1]);
+  if ((p = NextName(ctx, &o.modelName)) != Positional::kRead) return p;
+  if ((p = NextVec3(ctx, &o.pos)) != Positional::kRead) return p;
+  if ((p = NextLine(ctx, 4)) != Positional::kRead) return p;
+  for (int i = 0; i < 3; i++) o.ang[static_cast<size_t>(i)] = AngleValue(r[i + 1]);
+  if ((p = NextVec3(ctx, &o.scl)) != Positional::kRead) return p;
+  if ((p = NextName(ctx, &o.childName, &o.childLine)) != Positional::kRead) return p;
+  return NextName(ctx, &o.siblingName, &o.siblingLine);
+}
+
+bool ReadObjectBlock(ReaderContext &ctx) {
+  BasicObject &o = ctx.objects.emplace_back();
+  if (!OpenBlock(ctx, &o.name, &o.line)) return false;
+  LineReader &r = *ctx.reader;
+  while (r.ReadLine()) {
+    std::string_view first = r.first();
+    if (first == "END") return true;
+    if (first != "START") continue;
+    Positional p = ReadObjectLines(ctx, o);
+    if (p == Positional::kFailed) return false;
+    if (p == Positional::kEndOfFile) return true;
+  }
+  return true;
+}
+
+struct BlockHandler {
+  std::string_view keyword;
+  bool (*read)(ReaderContext &ctx);
+};
+
+constexpr BlockHandler kBlockHandlers[] = {
+    {"TEXTURE_START", ReadTextureBlock}, {"MATERIAL", ReadMaterialBlock},
+    {"POLYGON", ReadPolygonBlock},       {"POLYNORMAL", ReadPolyNormalBlock},
+    {"VERTUV", ReadVertUvBlock},         {"MESHSET", ReadMeshSetBlock},
+    {"POINT", ReadPointBlock},           {"NORMAL", ReadNormalBlock},
+    {"MODEL", ReadModelBlock},           {"OBJECT", ReadObjectBlock},
+};
+
+}  // namespace
+
+void CountBlocks(ReaderContext &ctx) {
+  ctx.counts = {};
+  while (ctx.reader->ReadLine()) {
+    std::string_view first = ctx.reader->first();
+    for (const CountWord &w : kCountWords) {
+      if (first == w.word) {
+        ctx.counts[w.kind]++;
+        break;
+      }
+    }
+  }
+}
+
+void MeasureArrays(ReaderContext &ctx) {
+  for (const ArrayKind &kind : kArrayKinds) (ctx.*kind.sizes).clear();
+  while (ctx.reader->ReadLine()) {
+    std::string_view first = ctx.reader->first();
+    for (const ArrayKind &kind : kArrayKinds) {
+      if (first == kind.keyword) {
+        (ctx.*kind.sizes).push_back(MeasureBlock(*ctx.reader, kind.countsTokens));
+        break;
+      }
+    }
+  }
+}
+
+bool CreateRecords(ReaderContext &ctx) {
+  struct Plan {
+    const char *word;
+    size_t bytes;
+  };
+  const Plan plans[] = {
+      {"texname", sizeof(BasicTexName) * static_cast<size_t>(ctx.counts[kTexEntry])},
+      {"material", sizeof(BasicMaterial) * static_cast<size_t>(ctx.counts[kMaterialKind])},
+      {"meshset", sizeof(BasicMeshSet) * static_cast<size_t>(ctx.counts[kMeshSetKind])},
+      {"model", sizeof(BasicModel) * static_cast<size_t>(ctx.counts[kModelKind])},
+      {"object", sizeof(BasicObject) * static_cast<size_t>(ctx.counts[kObjectKind])},
+  };
+  size_t step = 0;
+  try {
+    ctx.hasTexList = ctx.counts[kTexEntry] > 0;
+    ctx.textures.reserve(static_cast<size_t>(ctx.counts[kTexEntry]));
+    step++;
+    ctx.materials.assign(static_cast<size_t>(ctx.counts[kMaterialKind]), BasicMaterial{});
+    ctx.materialTable.reserve(static_cast<size_t>(ctx.counts[kMaterialKind]));
+    ctx.lastMaterialSlot = ctx.counts[kMaterialKind] - 1;
+    step++;
+    ctx.meshsets.reserve(static_cast<size_t>(ctx.counts[kMeshSetKind]));
+    step++;
+    ctx.models.reserve(static_cast<size_t>(ctx.counts[kModelKind]));
+    step++;
+    ctx.objects.reserve(static_cast<size_t>(ctx.counts[kObjectKind]));
+  } catch (const std::bad_alloc &) {
+    std::fprintf(stderr, "%s %d\n", plans[step].word,
+                 static_cast<int>(std::min<size_t>(plans[step].bytes, std::numeric_limits<int>::max())));
+    return false;
+  }
+  return true;
+}
+
+bool ReadBlocks(ReaderContext &ctx) {
+  while (ctx.reader->ReadLine()) {
+    std::string_view first = ctx.reader->first();
+    for (const BlockHandler &h : kBlockHandlers) {
+      if (first == h.keyword) {
+        if (!h.read(ctx)) return false;
+        break;
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace vkreader

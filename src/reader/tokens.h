@@ -1,0 +1,69 @@
+// Source lines and tokens of the Basic-model reader: a line is read into a
+// 1024-byte buffer and cut in place into tokens; blocks and fields are
+// recognised by their first token. Internal to the reader.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+
+namespace vkreader {
+
+constexpr int kLineSize = 1024;  // 1023 characters and the terminating NUL
+constexpr int kMaxTokens = 512;  // a 1023-character line holds at most 512
+
+struct LineTokens {
+  const char *token[kMaxTokens];
+  uint16_t length[kMaxTokens];
+  int32_t count;
+
+  std::string_view operator[](int i) const { return {token[i], length[i]}; }
+};
+
+// Cuts `buffer` in place: each token is a maximal run of token characters
+// (letters, digits, '-', '.', '/', '_', '{', '}'); the separator after a
+// token is overwritten by a NUL.
+void Tokenize(LineTokens *tokens, char *buffer);
+
+// The first token, or an empty view for a line without tokens (never equal
+// to a keyword).
+inline std::string_view FirstToken(const LineTokens &tokens) {
+  return tokens.count > 0 ? tokens[0] : std::string_view();
+}
+
+// Reads a text file line by line; a line longer than 1023 characters is
+// delivered in pieces, each counted as a line of its own.
+class LineReader {
+ public:
+  explicit LineReader(std::FILE *file) : file_(file) {}
+  // Reads and tokenises the next line; false at end of file.
+  bool ReadLine();
+  // Back to the start of the file with the line counter cleared.
+  void Rewind();
+  int line() const { return lineCount_; }
+  const LineTokens &tokens() const { return tokens_; }
+  std::string_view first() const { return FirstToken(tokens_); }
+  int count() const { return tokens_.count; }
+  std::string_view operator[](int i) const { return tokens_[i]; }
+
+ private:
+  std::FILE *file_;
+  int32_t lineCount_ = 0;
+  char buffer_[kLineSize] = {};
+  LineTokens tokens_{};
+};
+
+// Number conversions; each reads the token from its start and stops at the
+// first character that cannot continue the number.
+// Optional '-' and decimal digits (no digits gives 0), wrapping modulo 2^32.
+int32_t DecimalValue(std::string_view token);
+// The low 16 bits of DecimalValue, for the 16-bit fields.
+inline uint16_t Decimal16(std::string_view token) {
+  return static_cast<uint16_t>(static_cast<uint32_t>(DecimalValue(token)));
+}
+// Optional "0x"/"0X" and hexadecimal digits, as an unsigned 32-bit value.
+uint32_t HexValue(std::string_view token);
+// A decimal fraction with optional exponent ("1.500000F" gives 1.5).
+float RealValue(std::string_view token);
+
+}  // namespace vkreader
