@@ -1,0 +1,330 @@
+// The option parser, the chunk completion and the option report.
+#include "frontend/options.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "process/nodelist.h"
+
+using namespace vkopt;
+
+namespace {
+
+enum class Word { kModel, kOutput, kChunk };
+
+// One row of the option table: when either form is on the command line, the
+// word loses the clear bits and gains the set bits. Rows are applied in
+// order, so a later row wins where two write the same bits.
+struct OptionRow {
+  const char *formA;
+  const char *formB;  // null when the option has a single form
+  Word word;
+  uint32_t clear;
+  uint32_t set;
+};
+
+constexpr OptionRow kOptionTable[] = {
+    {"-trr", "-a", Word::kModel, kModelFreezeMask, kModelFreezeTrr},
+    {"-trt", "-b", Word::kModel, kModelFreezeMask, kModelFreezeTrt},
+    {"-trs", "-c", Word::kModel, kModelFreezeMask, kModelFreezeTrs},
+    {"-polynormal", "-pn", Word::kModel, 0, kModelPolyNormal},
+    {"-forcetex", "-ft", Word::kModel, 0, kModelForceTexture},
+    {"-notexture", "-nt", Word::kModel, 0, kModelNoTexture},
+    {"-noflags", "-nf", Word::kModel, 0, kModelNoFlags},
+    {"-noenv", "-ne", Word::kModel, 0, kModelNoEnv},
+    {"-4to3", "-t3", Word::kModel, 0, kModelQuadToTri},
+    {"-nto3", "-T3", Word::kModel, 0, kModelPolyToTri},
+    {"-n4to3", "-Tt", Word::kModel, 0, kModelAllToTri},
+    {"-rmb", "-R", Word::kModel, 0, kModelRemoveBones},
+    {"-nodiffuse", "-nd", Word::kOutput, 0, kOutNoDiffuse},
+    {"-nocrop", "-nc", Word::kOutput, 0, kOutNoCrop},
+    {"-Info", "-I", Word::kOutput, 0, kOutInfo},
+    {"-bin", "-BIN", Word::kOutput, 0, kOutBinary},
+    {"-G", nullptr, Word::kOutput, 0, kOutGlobalFreeze},
+    {"-GM", nullptr, Word::kOutput, 0, kOutGlobalFreeze | kOutBuildMap},
+    {"-pvn", nullptr, Word::kOutput, 0, kOutPolyVertexNormal},
+    {"-pvc", nullptr, Word::kOutput, 0, kOutPolyVertexColour},
+    {"-rva", nullptr, Word::kOutput, 0, kOutRva},
+    {"-nvc", "-novc", Word::kOutput, 0, kOutNoVertexColour},
+    {"-nvd", "-novd", Word::kOutput, 0, kOutNoVertexD},
+    {"-nva", "-nova", Word::kOutput, 0, kOutNoVertexA},
+    {"-nvs", "-novs", Word::kOutput, 0, kOutNoVertexS},
+    {"-texn3", "-TEXN3", Word::kOutput, 0, kOutTexn3},
+    {"-bindebug", "-BD", Word::kOutput, 0, kOutBinary | kOutBinDebug},
+    {"-septex", "-st", Word::kOutput, 0, kOutSeparateTexList},
+    {"-IM0", "-InpMot0", Word::kOutput, 0, kOutInpMot0},
+    {"-pvm", "-outpvm", Word::kOutput, 0, kOutPvm},
+    {"-SH", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_SH},
+    {"-VNSH", "-VN_SH", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_SH},
+    {"-CV", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV},
+    {"-D8", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_D8},
+    {"-UF", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_UF},
+    {"-NF", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_NF},
+    {"-S5", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_S5},
+    {"-S4", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_S4},
+    {"-IN", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_IN},
+    {"-VN", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_VN},
+    {"-VND8", "-VN_D8", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_D8},
+    {"-VNUF", "-VN_UF", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_UF},
+    {"-VNNF", "-VN_NF", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_NF},
+    {"-VNS5", "-VN_S5", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_S5},
+    {"-VNS4", "-VN_S4", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_S4},
+    {"-VNIN", "-VN_IN", Word::kChunk, kChunkVertexTypeMask, kCnkV_VN_IN},
+    {"-VNX", nullptr, Word::kChunk, kChunkVertexTypeMask, kCnkV_VNX},
+    {"-VNXD8", "-VNX_D8", Word::kChunk, kChunkVertexTypeMask, kCnkV_VNX_D8},
+    {"-VNXUF", "-VNX_UF", Word::kChunk, kChunkVertexTypeMask, kCnkV_VNX_UF},
+    {"-VCOM", nullptr, Word::kChunk, 0, kChunkVertexComments},
+    {"-uvh", nullptr, Word::kChunk, 0, kChunkUvHigh},
+    {"-uvn", nullptr, Word::kChunk, kChunkUvHigh, 0},
+    {"-delmat", "-dm", Word::kChunk, 0, kChunkDeleteTexMaterials},
+    {"-dma", "-delmatall", Word::kChunk, 0, kChunkDeleteAllMaterials},
+    {"-vctouf", nullptr, Word::kChunk, 0, kChunkVertexColourToUserFlag},
+    {"-pctouf", nullptr, Word::kChunk, 0, kChunkPolyColourToUserFlag},
+    {"-co3", "-volume3", Word::kChunk, kChunkVolumeMask, kChunkVolumePoly3 << kChunkVolumeShift},
+    {"-co34", "-volume34", Word::kChunk, kChunkVolumeMask, kChunkVolumePoly34 << kChunkVolumeShift},
+    {"-coS", "-volumeS", Word::kChunk, kChunkVolumeMask, kChunkVolumeStrip << kChunkVolumeShift},
+    {"-delambi", "-da", Word::kChunk, 0, kChunkDeleteAmbient},
+    {"-euv", "-envuv", Word::kChunk, 0, kChunkEnvUv},
+};
+
+struct VertexTypeName {
+  uint32_t value;
+  const char *name;
+};
+
+constexpr VertexTypeName kVertexTypeNames[] = {
+    {kCnkV_SH, "CnkV_SH"},       {kCnkV, "CnkV"},
+    {kCnkV_D8, "CnkV_D8"},       {kCnkV_UF, "CnkV_UF"},
+    {kCnkV_NF, "CnkV_NF"},       {kCnkV_S5, "CnkV_S5"},
+    {kCnkV_S4, "CnkV_S4"},       {kCnkV_IN, "CnkV_IN"},
+    {kCnkV_VN_SH, "CnkV_VN_SH"}, {kCnkV_VN, "CnkV_VN"},
+    {kCnkV_VN_D8, "CnkV_VN_D8"}, {kCnkV_VN_UF, "CnkV_VN_UF"},
+    {kCnkV_VN_NF, "CnkV_VN_NF"}, {kCnkV_VN_S5, "CnkV_VN_S5"},
+    {kCnkV_VN_S4, "CnkV_VN_S4"}, {kCnkV_VN_IN, "CnkV_VN_IN"},
+    {kCnkV_VNX, "CnkV_VNX"},     {kCnkV_VNX_D8, "CnkV_VNX_D8"},
+    {kCnkV_VNX_UF, "CnkV_VNX_UF"},
+};
+
+// Condition -> tag rows of the chunk report that test a single bit.
+struct BitTag {
+  uint32_t bit;
+  const char *tag;
+};
+
+constexpr BitTag kChunkBitTagsBeforeUv[] = {
+    {kChunkVertexComments, "[VLIST COMMENT] "},
+};
+
+constexpr BitTag kChunkBitTagsAfterMaterials[] = {
+    {kChunkVertexColourToUserFlag, "[VCOLOR TO USERFLAG] "},
+    {kChunkPolyColourToUserFlag, "[PCOLOR TO USERFLAG] "},
+    {kChunkEnvUv, "[PRINT ENVUV] "},
+};
+
+// Volume mode -> tag (mode 0 prints nothing).
+constexpr const char *kVolumeTags[] = {nullptr, "[VOLUMES] ", "[VOLUME3] ", "[VOLUME34] "};
+
+float gGlobalScale = 1.0f;
+
+uint32_t *WordOf(ConvertOptions *options, Word word) {
+  switch (word) {
+    case Word::kModel:
+      return &options->modelFlags;
+    case Word::kOutput:
+      return &options->outputFlags;
+    case Word::kChunk:
+      break;
+  }
+  return &options->chunkFlags;
+}
+
+// Marks a consumed value argument so that nothing takes it for an option or
+// a file name afterwards. An empty argument has no first character to mark.
+void OverwriteValue(char *argument) {
+  if (argument[0] != '\0') argument[0] = '-';
+}
+
+void ApplyConflictRules(ConvertOptions *options) {
+  if ((options->outputFlags & kOutPolyVertexNormal) != 0 &&
+      (options->chunkFlags & kChunkVertexNormal) != 0) {
+    PrintWarning("%s%s%s\n", "Warning : Can't use Vertex normal ",
+                 "and Polygon vertex normal at the same time. ",
+                 "[Ingore Vertex normal option _VN]");
+    options->chunkFlags &= ~kChunkVertexNormal;
+  }
+  if ((options->outputFlags & kOutPolyVertexNormal) != 0 &&
+      (options->outputFlags & kOutPolyVertexColour) != 0) {
+    PrintWarning("%s%s%s\n", "Warning : Can't use Polygon vertex color",
+                 "and Polygon vertex normal at the same time. ",
+                 "[Ingore Polygon vertex color option -pvc]");
+    options->outputFlags &= ~kOutPolyVertexColour;
+  } else if ((options->outputFlags & kOutPolyVertexColour) != 0) {
+    const uint32_t format = options->chunkFlags & kChunkVertexFormatMask;
+    if (format == 2 || format >= 5) {
+      PrintWarning("%s%s%s\n", "Warning : Can't use Vertex color ",
+                   "and Polygon vertex color at the same time. ",
+                   "[Ingore vertex color option _D8, _S5, _S4, _IN]");
+      options->chunkFlags = (options->chunkFlags & ~kChunkVertexFormatMask) | 1;
+    }
+  }
+}
+
+void PrintChunkReport(uint32_t chunkFlags) {
+  const char *name = ChunkVertexTypeName(chunkFlags);
+  if (name == nullptr) {
+    PrintWarning("Warning : Bad CnkV type\n");
+    return;
+  }
+  PrintInfo("[ChunkV Type %s] ", name);
+  for (const BitTag &row : kChunkBitTagsBeforeUv) {
+    if ((chunkFlags & row.bit) != 0) PrintInfo("%s", row.tag);
+  }
+  if ((chunkFlags & kChunkUvHigh) != 0) {
+    PrintInfo("[UVH(0-1023)] ");
+  } else {
+    PrintInfo("[UVN(0-255)] ");
+  }
+  if ((chunkFlags & kChunkDeleteAllMaterials) != 0) {
+    PrintInfo("[DELETE ALL MATERIALS] ");
+  } else if ((chunkFlags & kChunkDeleteTexMaterials) != 0) {
+    PrintInfo("[DELETE TEXTURE MATERIALS] ");
+  }
+  for (const BitTag &row : kChunkBitTagsAfterMaterials) {
+    if ((chunkFlags & row.bit) != 0) PrintInfo("%s", row.tag);
+  }
+  const char *volume = kVolumeTags[(chunkFlags & kChunkVolumeMask) >> kChunkVolumeShift];
+  if (volume != nullptr) PrintInfo("%s", volume);
+  if ((chunkFlags & kChunkDeleteAmbient) != 0) PrintInfo("[DELETE AMBIENT] ");
+}
+
+}  // namespace
+
+void InitConvertOptions(ConvertOptions *options, const char * /*environmentName*/) {
+  std::memset(options, 0, sizeof(*options));
+  options->modelFlags = kModelDefault;
+  options->outputFlags = kOutDefault;
+  options->stripFlags = 0;
+  options->chunkFlags = kChunkDefault;
+  options->globalIndex.gibase = 0;
+  options->globalIndex.counter = 0;
+  for (float &tolerance : options->globalIndex.motionTolerance) tolerance = -1.0f;
+}
+
+void ParseOptions(int argc, char **argv, ConvertOptions *options) {
+  // -gibase takes the next argument whatever it begins with.
+  int index = FindOption(argc, argv, "-gibase", "-g");
+  if (index >= 0 && index + 1 < argc) {
+    char *value = argv[index + 1];
+    options->globalIndex.gibase = static_cast<int32_t>(std::strtol(value, nullptr, 10));
+    options->globalIndex.counter = options->globalIndex.gibase;
+    PrintInfo("[GLOBAL INDEX BASE] %d ", options->globalIndex.gibase);
+    OverwriteValue(value);
+  }
+
+  for (const OptionRow &row : kOptionTable) {
+    if (FindOption(argc, argv, row.formA, row.formB) < 0) continue;
+    uint32_t *word = WordOf(options, row.word);
+    *word = (*word & ~row.clear) | row.set;
+  }
+
+  index = FindOptionValue(argc, argv, "-gscale", "-gs");
+  if (index >= 0) {
+    SetGlobalScale(static_cast<float>(std::strtod(argv[index], nullptr)));
+    OverwriteValue(argv[index]);
+  } else {
+    SetGlobalScale(1.0f);
+  }
+
+  ApplyConflictRules(options);
+}
+
+void CompleteChunkOptions(uint32_t *chunkFlags, uint32_t *stripFlags, uint32_t *modelFlags) {
+  *modelFlags |= kModelAllToTri;
+  switch ((*chunkFlags & kChunkVolumeMask) >> kChunkVolumeShift) {
+    case kChunkVolumePoly3:
+      *stripFlags &= ~kStripOn;
+      break;
+    case kChunkVolumePoly34:
+      *stripFlags |= kStripSquare;
+      break;
+    default:
+      *stripFlags |= kStripOn;
+      break;
+  }
+  *chunkFlags |= kChunkModel;
+}
+
+const char *ChunkVertexTypeName(uint32_t chunkFlags) {
+  const uint32_t type = chunkFlags & kChunkVertexTypeMask;
+  for (const VertexTypeName &row : kVertexTypeNames) {
+    if (row.value == type) return row.name;
+  }
+  return nullptr;
+}
+
+void PrintOptionReport(const ScNodeList *nodeList, uint32_t chunkFlags) {
+  if (nodeList == nullptr) return;
+  PrintOptionReportWords(nodeList->optionbits, nodeList->optionbits2, nodeList->infobits,
+                         chunkFlags);
+}
+
+void PrintOptionReportWords(uint32_t modelFlags, uint32_t outputFlags, uint32_t infoBits,
+                            uint32_t chunkFlags) {
+  if ((outputFlags & kOutSeparateTexList) != 0) PrintInfo("[SEPARATE TEXLIST] ");
+  if ((modelFlags & kModelNoTexture) != 0) PrintInfo("[IGNORE TEXTURE] ");
+  if ((outputFlags & kOutBinDebug) != 0) {
+    PrintInfo("[BIN DEBUG] ");
+  } else if ((outputFlags & kOutBinary) != 0) {
+    PrintInfo("[BIN] ");
+  }
+  if ((modelFlags & kModelNoEnv) != 0) PrintInfo("[IGNORE ENV] ");
+  if ((outputFlags & kOutNoDiffuse) != 0) PrintInfo("[IGNORE DIFFUSE] ");
+  if ((chunkFlags & kChunkModel) != 0) PrintChunkReport(chunkFlags);
+  if ((modelFlags & kModelNoFlags) == 0) PrintInfo("[MATERIAL NAME] ");
+  if ((modelFlags & kModelForceTexture) != 0) PrintInfo("[FORCE TEXTURE] ");
+  if ((modelFlags & kModelPolyNormal) != 0) PrintInfo("[POLYGON NORMAL] ");
+  if ((outputFlags & kOutPolyVertexNormal) != 0) PrintInfo("[POLYGON VERTEX NORMAL] ");
+  if ((outputFlags & kOutPolyVertexColour) != 0) PrintInfo("[POLYGON VERTEX COLOR] ");
+  if ((outputFlags & kOutTexn3) != 0) PrintInfo("[USE TEXN3 MACRO] ");
+  if ((modelFlags & kModelFreezeTrs) == 0 && (infoBits & kInfoScaled) != 0) {
+    if ((modelFlags & kModelFreezeMask) == 0 || (modelFlags & kModelFreezeTrr) != 0) {
+      PrintInfo("[TYPE A] ");
+      PrintWarning("Warning : You must do scale freeze for motion !\n");
+    } else if ((modelFlags & kModelFreezeTrt) != 0) {
+      PrintInfo("[TYPE B] ");
+      PrintWarning("Warning : You must do scale freeze for motion !\n");
+    }
+  }
+}
+
+float GlobalScale() { return gGlobalScale; }
+void SetGlobalScale(float scale) { gGlobalScale = scale; }
+
+int FindOption(int argc, const char *const *argv, const char *formA, const char *formB) {
+  for (int i = 0; i < argc; ++i) {
+    if (argv[i] == nullptr) continue;
+    if (std::strcmp(argv[i], formA) == 0) return i;
+    if (formB != nullptr && std::strcmp(argv[i], formB) == 0) return i;
+  }
+  return -1;
+}
+
+int FindOption1(int argc, const char *const *argv, const char *form) {
+  return FindOption(argc, argv, form, nullptr);
+}
+
+int FindOptionValue(int argc, const char *const *argv, const char *formA, const char *formB) {
+  const int index = FindOption(argc, argv, formA, formB);
+  if (index < 0 || index + 1 >= argc) return -1;
+  if (argv[index + 1] == nullptr || argv[index + 1][0] == '-') return -1;
+  return index + 1;
+}
+
+int FindInputArgument(int argc, const char *const *argv, int n) {
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i] == nullptr || argv[i][0] == '-') continue;
+    if (n == 0) return i;
+    --n;
+  }
+  return -1;
+}
