@@ -1,0 +1,351 @@
+// The conversion driver: one run from the command line to one output file.
+#include "frontend/driver.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "frontend/console.h"
+#include "frontend/options.h"
+#include "process/strip_options.h"
+#include "reader/reader.h"
+#include "scene/memory.h"
+#include "scene/records.h"
+
+namespace {
+
+// The converter and the conversion library inside it carry their own version
+// pairs; they are compared at start (the suffixes are not).
+constexpr const char *kAppVersion = "0.86";
+constexpr const char *kAppSuffix = "alpha1";
+constexpr const char *kLibVersion = "0.86";
+constexpr const char *kLibSuffix = "alpha1";
+constexpr const char *kLibName = "libsco.so";
+
+constexpr const char *kNotice = "vkconv model converter";
+constexpr const char *kBannerPurpose = "Convert vka to vka, vk.";
+constexpr const char *kBannerDate = "98/08/06";
+constexpr const char *kStars = "*******************************************************";
+constexpr const char *kStarSpaces = "*                                                      ";
+
+constexpr const char *kInputSuffix = ".vka";
+constexpr const char *kBinarySuffix = ".vk";
+constexpr const char *kBackupSuffix = ".bk";
+
+// ---- Input-kind test ----------------------------------------------------------
+
+// Character classes of the first-line tokenizer: 0 separates tokens.
+constexpr std::array<uint8_t, 256> MakeKindClasses() {
+  std::array<uint8_t, 256> classes{};
+  for (int c = 'A'; c <= 'Z'; ++c) classes[c] = 1;
+  for (int c = 'a'; c <= 'z'; ++c) classes[c] = 1;
+  for (int c = '0'; c <= '9'; ++c) classes[c] = 2;
+  classes['-'] = 3;
+  classes['.'] = 3;
+  classes['/'] = 3;
+  classes['#'] = 4;
+  classes['$'] = 4;
+  classes['_'] = 4;
+  classes['*'] = 5;
+  classes[0] = 8;
+  return classes;
+}
+
+constexpr std::array<uint8_t, 256> kKindClasses = MakeKindClasses();
+constexpr int kMaxKindTokens = 512;
+constexpr int kKindLineSize = 1024;  // 1023 characters and the NUL
+
+// ---- Routes -------------------------------------------------------------------
+
+enum class Route {
+  kBasicToChunkAscii,
+  kBasicToBasicAscii,
+  kBasicToChunkBinary,
+  kBasicToBasicBinary,
+  kChunkToChunkBinary,
+};
+
+// Each route names the parts it needs; a route whose writer has not been
+// joined yet stops with a one-line message before any file is touched.
+struct RouteInfo {
+  Route route;
+  const char *name;
+  bool available;
+};
+
+constexpr RouteInfo kRoutes[] = {
+    {Route::kBasicToChunkAscii, "Basic Model Ascii to Chunk Model Ascii", false},
+    {Route::kBasicToBasicAscii, "Basic Model Ascii to Basic Model Ascii", false},
+    {Route::kBasicToChunkBinary, "Basic Model Ascii to Chunk Model Binary", false},
+    {Route::kBasicToBasicBinary, "Basic Model Ascii to Basic Model Binary", false},
+    {Route::kChunkToChunkBinary, "Chunk Model Ascii to Chunk Model Binary", false},
+};
+
+const RouteInfo &FindRoute(Route route) {
+  for (const RouteInfo &info : kRoutes) {
+    if (info.route == route) return info;
+  }
+  return kRoutes[0];
+}
+
+// Stops a route that cannot run yet; nothing has been written or moved.
+int StopUnavailable(const RouteInfo &info) {
+  PrintError("Error: %s output is not available yet\n", info.name);
+  ScFreeAll();
+  return 0;
+}
+
+// Sets 0x00080040 in every material whose attrflags has bit 25, over the
+// whole hierarchy (node, children, siblings). Walked with an explicit stack so
+// that long sibling chains cannot exhaust the call stack.
+void MarkChunkMaterials(ScModel *root) {
+  std::vector<ScModel *> pending;
+  if (root != nullptr) pending.push_back(root);
+  while (!pending.empty()) {
+    ScModel *model = pending.back();
+    pending.pop_back();
+    if (model->materials != nullptr) {
+      for (int i = 0; i < model->nbMaterial; ++i) {
+        ScMaterials &material = model->materials[i];
+        if ((material.attrflags & 0x02000000u) != 0) material.attrflags |= 0x00080040u;
+      }
+    }
+    if (model->sibling != nullptr) pending.push_back(model->sibling);
+    if (model->child != nullptr) pending.push_back(model->child);
+  }
+}
+
+// Copies a name into a name buffer, cut at 255 characters (the driver has
+// checked that the names of a run fit).
+void CopyName(char *dest, const char *name) {
+  size_t length = std::strlen(name);
+  if (length > static_cast<size_t>(kNameSize) - 1) length = static_cast<size_t>(kNameSize) - 1;
+  std::memcpy(dest, name, length);
+  dest[length] = '\0';
+}
+
+// Moves the input to its backup name (any older backup is deleted first). The
+// output then takes the input's place. A failed move is reported and the run
+// goes on.
+void MakeBackup(ConvertOptions *options) {
+  char backupName[kNameSize + 8];
+  std::snprintf(backupName, sizeof(backupName), "%s%s", options->inputName, kBackupSuffix);
+  std::remove(backupName);
+  if (std::rename(options->inputName, backupName) != 0) {
+    PrintNote("Error: Can't create backup file.\n");
+  }
+  std::memcpy(options->outputName, options->inputName, kNameSize);
+  CopyName(options->inputName, backupName);
+}
+
+int RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary) {
+  if (!chunkOutput) {
+    PrintError("Error: Not support Chunk Model to Basic Model\n");
+    return 0;
+  }
+  if (!binary) {
+    PrintError("\nError: Not support Chunk Model Ascii to Chunk Model Ascii\n");
+    return 0;
+  }
+  const RouteInfo &route = FindRoute(Route::kChunkToChunkBinary);
+  if (!route.available) return StopUnavailable(route);
+  PrintMessage("[OUTPUT CHUNK]");
+  std::memcpy(options->outputName, options->inputName, kNameSize);
+  ReplaceSuffix(options->outputName, kBinarySuffix);
+  ScFreeAll();
+  return 0;
+}
+
+int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
+  const Route which = chunkOutput ? (binary ? Route::kBasicToChunkBinary : Route::kBasicToChunkAscii)
+                                  : (binary ? Route::kBasicToBasicBinary : Route::kBasicToBasicAscii);
+  const RouteInfo &route = FindRoute(which);
+
+  options->scene = ReadBasicModel(options->inputName);
+  if (options->scene == nullptr) return 0;
+
+  // Nothing is moved before it is known that the route can run.
+  if (!route.available) {
+    ScObjectFree(options->scene);
+    options->scene = nullptr;
+    return StopUnavailable(route);
+  }
+
+  if (!binary) {
+    MakeBackup(options);
+  } else {
+    std::memcpy(options->outputName, options->inputName, kNameSize);
+  }
+  if (chunkOutput) {
+    MarkChunkMaterials(options->scene->root);
+    CompleteChunkOptions(&options->chunkFlags, &options->stripFlags, &options->modelFlags);
+  }
+  ScFreeAll();
+  return 0;
+}
+
+}  // namespace
+
+InputKind GetInputKind(const char *fileName) {
+  FILE *file = std::fopen(fileName, "r");
+  if (file == nullptr) return InputKind::kBasic;
+  char line[kKindLineSize];
+  const bool read = std::fgets(line, sizeof(line), file) != nullptr;
+  std::fclose(file);
+  if (!read) return InputKind::kBasic;
+
+  // Cut the line into tokens: maximal runs of characters of a non-zero class.
+  int tokenCount = 0;
+  const char *fifth = nullptr;
+  size_t fifthLength = 0;
+  const char *p = line;
+  while (tokenCount < kMaxKindTokens) {
+    while (*p != '\0' && kKindClasses[static_cast<unsigned char>(*p)] == 0) ++p;
+    if (*p == '\0') break;
+    const char *start = p;
+    while (*p != '\0' && kKindClasses[static_cast<unsigned char>(*p)] != 0) ++p;
+    ++tokenCount;
+    if (tokenCount == 5) {
+      fifth = start;
+      fifthLength = static_cast<size_t>(p - start);
+      break;
+    }
+  }
+  constexpr char kChunkWord[] = "CnkModel";
+  if (fifth != nullptr && fifthLength == sizeof(kChunkWord) - 1 &&
+      std::memcmp(fifth, kChunkWord, fifthLength) == 0) {
+    return InputKind::kChunk;
+  }
+  return InputKind::kBasic;
+}
+
+void PrintUsage(const char *command) {
+  PrintMessage("Usage:\n");
+  PrintMessage("Version %s%s\n\n", kAppVersion, kAppSuffix);
+  PrintMessage("%s <vkafile> \n", command);
+  PrintMessage("    vkafile: %s\n", kInputSuffix);
+  PrintMessage("\n");
+  PrintMessage("Supprt convert pattern:\n");
+  PrintMessage("    Basic Model Ascii(.vka->.vka.bk) to Chunk Model Ascii(.vka)\n");
+  PrintMessage("        %s <vkafile>\n", command);
+  PrintMessage("    Basic Model Ascii(.vka->.vka.bk) to Basic Model Ascii(.vka)\n");
+  PrintMessage("        %s <vkafile> -B\n", command);
+  PrintMessage("    Basic Model Ascii to Chunk Model Binary\n");
+  PrintMessage("        %s <vkafile> -bin\n", command);
+  PrintMessage("    Chunk Model Ascii to Chunk Model Binary\n");
+  PrintMessage("        %s <vkafile> -bin\n", command);
+  PrintMessage("    Basic Model Ascii to Basic Model Binary\n");
+  PrintMessage("        %s <vkafile> -B -bin\n", command);
+  PrintMessage("\n");
+  PrintMessage("<< Chunk Model >>\n");
+  PrintMessage("    -euv or -envuv : set environment mapping uv\n");
+  PrintMessage("    -pvn : print polygon vertex normal\n");
+  PrintMessage("    -pvc : print polygon vertex color\n");
+  PrintMessage("    -co3 or -volume3 : print chunk volume polygon3\n");
+  PrintMessage("    -co34 or -volume34 : print chunk volume polygon3, 4\n");
+  PrintMessage("    -coS or -volumeS : print chunk volume strip\n");
+  PrintMessage("    -uvh              : hi resolution texture uv(0-1023)\n");
+  PrintMessage("    -dm or -delmat    : delete texture materials\n");
+  PrintMessage("    -dma or -delmatall: delete all materials\n");
+  PrintMessage("    -da or -delambi   : delete all ambients\n");
+  PrintMessage("    -vctouf           : set vertex color to vertex userflag\n");
+  PrintMessage("    -pctouf           : set polygon color to polygon userflag\n");
+  PrintMessage("    -B or -basic      : use Basic Model format\n");
+  PrintMessage("    -bin or -BIN      : binary mode\n");
+  PrintMessage("\n< Select Chunk Vertex >\n");
+  PrintMessage("    -SH               : x,y,z,1.0,...\n");
+  PrintMessage("    -VNSH or -VN_SH   : x,y,z,1.0,nx,ny,nz,0.0,...\n\n");
+  PrintMessage("    -CV               : x,y,z,...\n");
+  PrintMessage("    -D8               : x,y,z,D8888,...\n");
+  PrintMessage("    -UF               : x,y,z,UserFlag32,...\n");
+  PrintMessage("    -NF               : x,y,z,VorkaFlag32,...\n");
+  PrintMessage("    -S5               : x,y,z,D565|S565,...\n");
+  PrintMessage("    -S4               : x,y,z,D4444|S565,...\n");
+  PrintMessage("    -IN               : x,y,z,D16|S16,...\n");
+  PrintMessage("    -VN               : x,y,z,nx,ny,nz,...\n");
+  PrintMessage("    -VND8 or -VN_D8   : x,y,z,nx,ny,nz,D8,...\n");
+  PrintMessage("    -VNUF or -VN_UF   : x,y,z,nx,ny,nz,UserFlag32,...\n");
+  PrintMessage("    -VNNF or -VN_NF   : x,y,z,nx,ny,nz,VorkaFlag32,...\n");
+  PrintMessage("    -VNS5 or -VN_S5   : x,y,z,nx,ny,nz,D565|S565,...\n");
+  PrintMessage("    -VNS4 or -VN_S4   : x,y,z,nx,ny,nz,D4444|S565,...\n");
+  PrintMessage("    -VNIN or -VN_IN   : x,y,z,nx,ny,nz,D16|S16...\n");
+  PrintMessage("    -VNX              : x,y,z,nxyz32(10bit normals),...\n");
+  PrintMessage("    -VNXD8 or -VNX_D8 : x,y,z,nxyz32,D8,...\n");
+  PrintMessage("    -VNXUF or -VNX_UF : x,y,z,nxyz32,UserFlag32,...\n");
+  PrintMessage("\n    -VCOM             : vertex comments");
+  PrintMessage("\n    -v or -ver: version info\n");
+  PrintMessage("    -h or -help: Usage\n");
+}
+
+void PrintBanner(const char *command) {
+  std::fprintf(stderr, "\n");
+  std::fprintf(stderr, "%s\n", kStars);
+  std::fprintf(stderr, "* %s\n", kNotice);
+  std::fprintf(stderr, "%s\n", kStarSpaces);
+  std::fprintf(stderr, "* COMMAND : %s\n", command);
+  std::fprintf(stderr, "%s\n", kStarSpaces);
+  std::fprintf(stderr, "*   --  %s\n", kBannerPurpose);
+  std::fprintf(stderr, "%s\n", kStarSpaces);
+  std::fprintf(stderr, "* VERSION: %s%s\n", kAppVersion, kAppSuffix);
+  std::fprintf(stderr, "%s\n", kStarSpaces);
+  std::fprintf(stderr, "* DATE: %s\n", kBannerDate);
+  std::fprintf(stderr, "%s\n", kStars);
+  std::fprintf(stderr, "\n");
+}
+
+int RunConverter(int argc, char **argv) {
+  const char *command = argc > 0 && argv[0] != nullptr ? argv[0] : "vkconv";
+
+  if (std::strcmp(kAppVersion, kLibVersion) != 0) {
+    std::fprintf(stderr, "Error : Bad shared library version \"%s\"\n", kLibName);
+    std::fprintf(stderr, "        application : version %s%s\n", kAppVersion, kAppSuffix);
+    std::fprintf(stderr, "        library     : version %s%s\n", kLibVersion, kLibSuffix);
+    return 0;
+  }
+  if (argc < 2 || (argc == 2 && FindOption(argc, argv, "-h", "-help") >= 0)) {
+    PrintUsage(command);
+    return 0;
+  }
+  if (FindOption(argc, argv, "-v", "-ver") >= 0) {
+    PrintBanner(command);
+    return 0;
+  }
+  const bool chunkOutput = FindOption(argc, argv, "-B", "-basic") < 0;
+
+  ScMallocTabInit();
+  ConvertOptions options;
+  InitConvertOptions(&options, nullptr);
+
+  const int input = FindInputArgument(argc, argv, 0);
+  if (input < 0) {
+    std::fprintf(stderr, "Error : Can't open file\n");
+    return 0;
+  }
+  // The name with its normalised suffix and the backup suffix must fit in a
+  // name buffer; a cut name could point at some other file.
+  const size_t longest = static_cast<size_t>(kNameSize) - 1 - std::strlen(kInputSuffix) -
+                         std::strlen(kBackupSuffix);
+  if (std::strlen(argv[input]) > longest) {
+    std::fprintf(stderr, "Error : File name too long (at most %d characters): %s\n",
+                 static_cast<int>(longest), argv[input]);
+    return 0;
+  }
+  CopyName(options.inputName, argv[input]);
+  CheckSuffix(options.inputName, kInputSuffix);
+
+  ParseOptions(argc, argv, &options);
+  ParseStripOptions(argc, argv, &options.modelFlags, &options.stripFlags);
+
+  const InputKind kind = GetInputKind(options.inputName);
+  if (kind == InputKind::kChunk) {
+    PrintMessage("[INPUT CHUNK]");
+  } else {
+    PrintMessage("[INPUT BASIC]");
+  }
+  const bool binary = (options.outputFlags & vkopt::kOutBinary) != 0;
+
+  if (kind == InputKind::kChunk) return RunChunkInput(&options, chunkOutput, binary);
+  return RunBasicInput(&options, chunkOutput, binary);
+}
