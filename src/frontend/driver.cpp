@@ -9,6 +9,8 @@
 
 #include "frontend/console.h"
 #include "frontend/options.h"
+#include "chunk/chunk_writer.h"
+#include "process/nodelist.h"
 #include "process/strip_options.h"
 #include "reader/reader.h"
 #include "scene/memory.h"
@@ -59,40 +61,40 @@ constexpr int kKindLineSize = 1024;  // 1023 characters and the NUL
 
 // ---- Routes -------------------------------------------------------------------
 
-enum class Route {
-  kBasicToChunkAscii,
-  kBasicToBasicAscii,
-  kBasicToChunkBinary,
-  kBasicToBasicBinary,
-  kChunkToChunkBinary,
-};
+// A model writer: (node list, input name, output name, global-index block,
+// texture path, chunkFlags) -> 1 when every object was written.
+using ModelWriter = int (*)(ScNodeList *, const char *, char *, GlobalIndexBlock *, const char *,
+                            uint32_t);
 
-// Each route names the parts it needs; a route whose writer has not been
-// joined yet stops with a one-line message before any file is touched.
-struct RouteInfo {
-  Route route;
+// The Basic-input routes: chunk output or not, binary or not. A route without
+// a writer stops with a one-line message before any file is touched.
+struct BasicRoute {
+  bool chunkOutput;
+  bool binary;
   const char *name;
-  bool available;
+  ModelWriter writer;
 };
 
-constexpr RouteInfo kRoutes[] = {
-    {Route::kBasicToChunkAscii, "Basic Model Ascii to Chunk Model Ascii", false},
-    {Route::kBasicToBasicAscii, "Basic Model Ascii to Basic Model Ascii", false},
-    {Route::kBasicToChunkBinary, "Basic Model Ascii to Chunk Model Binary", false},
-    {Route::kBasicToBasicBinary, "Basic Model Ascii to Basic Model Binary", false},
-    {Route::kChunkToChunkBinary, "Chunk Model Ascii to Chunk Model Binary", false},
+constexpr BasicRoute kBasicRoutes[] = {
+    {true, false, "Basic Model Ascii to Chunk Model Ascii", VKWriteChunkModel},
+    {true, true, "Basic Model Ascii to Chunk Model Binary", VKWriteChunkModel},
+    {false, false, "Basic Model Ascii to Basic Model Ascii", nullptr},
+    {false, true, "Basic Model Ascii to Basic Model Binary", nullptr},
 };
 
-const RouteInfo &FindRoute(Route route) {
-  for (const RouteInfo &info : kRoutes) {
-    if (info.route == route) return info;
+constexpr const char *kChunkToBinaryName = "Chunk Model Ascii to Chunk Model Binary";
+constexpr bool kChunkToBinaryAvailable = false;
+
+const BasicRoute &FindBasicRoute(bool chunkOutput, bool binary) {
+  for (const BasicRoute &route : kBasicRoutes) {
+    if (route.chunkOutput == chunkOutput && route.binary == binary) return route;
   }
-  return kRoutes[0];
+  return kBasicRoutes[0];
 }
 
 // Stops a route that cannot run yet; nothing has been written or moved.
-int StopUnavailable(const RouteInfo &info) {
-  PrintError("Error: %s output is not available yet\n", info.name);
+int StopUnavailable(const char *routeName) {
+  PrintError("Error: %s output is not available yet\n", routeName);
   ScFreeAll();
   return 0;
 }
@@ -128,16 +130,26 @@ void CopyName(char *dest, const char *name) {
 
 // Moves the input to its backup name (any older backup is deleted first). The
 // output then takes the input's place. A failed move is reported and the run
-// goes on.
-void MakeBackup(ConvertOptions *options) {
+// goes on. Returns true when the input was moved.
+bool MakeBackup(ConvertOptions *options) {
   char backupName[kNameSize + 8];
   std::snprintf(backupName, sizeof(backupName), "%s%s", options->inputName, kBackupSuffix);
   std::remove(backupName);
-  if (std::rename(options->inputName, backupName) != 0) {
-    PrintNote("Error: Can't create backup file.\n");
-  }
-  std::memcpy(options->outputName, options->inputName, kNameSize);
+  const bool moved = std::rename(options->inputName, backupName) == 0;
+  if (!moved) PrintNote("Error: Can't create backup file.\n");
+  CopyName(options->outputName, options->inputName);
   CopyName(options->inputName, backupName);
+  return moved;
+}
+
+// When a writer has left nothing at the output name, the backup goes back to
+// where the input stood, so a failed run does not leave the model only under
+// its backup name.
+void RestoreBackupIfNoOutput(const ConvertOptions &options) {
+  if (FileExists(options.outputName)) return;
+  if (std::rename(options.inputName, options.outputName) != 0) {
+    PrintNote("Error: Can't restore %s from its backup %s\n", options.outputName, options.inputName);
+  }
 }
 
 int RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary) {
@@ -149,39 +161,59 @@ int RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary) {
     PrintError("\nError: Not support Chunk Model Ascii to Chunk Model Ascii\n");
     return 0;
   }
-  const RouteInfo &route = FindRoute(Route::kChunkToChunkBinary);
-  if (!route.available) return StopUnavailable(route);
+  if (!kChunkToBinaryAvailable) return StopUnavailable(kChunkToBinaryName);
   PrintMessage("[OUTPUT CHUNK]");
-  std::memcpy(options->outputName, options->inputName, kNameSize);
+  CopyName(options->outputName, options->inputName);
   ReplaceSuffix(options->outputName, kBinarySuffix);
   ScFreeAll();
   return 0;
 }
 
 int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
-  const Route which = chunkOutput ? (binary ? Route::kBasicToChunkBinary : Route::kBasicToChunkAscii)
-                                  : (binary ? Route::kBasicToBasicBinary : Route::kBasicToBasicAscii);
-  const RouteInfo &route = FindRoute(which);
+  const BasicRoute &route = FindBasicRoute(chunkOutput, binary);
 
   options->scene = ReadBasicModel(options->inputName);
   if (options->scene == nullptr) return 0;
 
-  // Nothing is moved before it is known that the route can run.
-  if (!route.available) {
+  // Nothing is moved before it is known that the route can run and that the
+  // scene fits the output.
+  if (route.writer == nullptr || (chunkOutput && !VKSceneFitsChunkModel(options->scene))) {
     ScObjectFree(options->scene);
     options->scene = nullptr;
-    return StopUnavailable(route);
+    if (route.writer == nullptr) return StopUnavailable(route.name);
+    ScFreeAll();
+    return 0;
   }
 
+  bool movedInput = false;
   if (!binary) {
-    MakeBackup(options);
+    movedInput = MakeBackup(options);
   } else {
-    std::memcpy(options->outputName, options->inputName, kNameSize);
+    CopyName(options->outputName, options->inputName);
   }
+  if (chunkOutput) MarkChunkMaterials(options->scene->root);
+
   if (chunkOutput) {
-    MarkChunkMaterials(options->scene->root);
     CompleteChunkOptions(&options->chunkFlags, &options->stripFlags, &options->modelFlags);
   }
+  options->nodeList = ScGetNodeList(options->scene, options->modelFlags, options->outputFlags,
+                                    options->stripFlags, options->rootRotation);
+  if (options->nodeList == nullptr) {
+    ScObjectFree(options->scene);
+    options->scene = nullptr;
+    std::fprintf(stderr, "Error : Bad nodelist\n");
+    if (movedInput) RestoreBackupIfNoOutput(*options);
+    return 0;
+  }
+
+  if (chunkOutput) {
+    PrintMessage("[OUTPUT CHUNK]");
+  } else {
+    PrintMessage("[OUTPUT BASIC]");
+  }
+  route.writer(options->nodeList, options->inputName, options->outputName, &options->globalIndex,
+               options->texturePath, options->chunkFlags);
+  if (movedInput) RestoreBackupIfNoOutput(*options);
   ScFreeAll();
   return 0;
 }
