@@ -33,7 +33,7 @@ inline ReadResult ReadText(const vktest::ScratchDir &dir, const std::string &tex
 class ReaderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ScFreeAll();
+    if (ScMallocGetStats().initialised) ScFreeAll();
     ScMallocTabInit();
   }
   void TearDown() override { ScFreeAll(); }
