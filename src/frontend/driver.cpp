@@ -108,11 +108,8 @@ void MarkChunkMaterials(ScModel *root) {
   while (!pending.empty()) {
     ScModel *model = pending.back();
     pending.pop_back();
-    if (model->materials != nullptr) {
-      for (int i = 0; i < model->nbMaterial; ++i) {
-        ScMaterials &material = model->materials[i];
-        if ((material.attrflags & 0x02000000u) != 0) material.attrflags |= 0x00080040u;
-      }
+    for (ScMaterials *material = model->materials; material != nullptr; material = material->next) {
+      if ((material->attrflags & 0x02000000u) != 0) material->attrflags |= 0x00080040u;
     }
     if (model->sibling != nullptr) pending.push_back(model->sibling);
     if (model->child != nullptr) pending.push_back(model->child);
