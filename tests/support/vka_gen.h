@@ -41,7 +41,8 @@ struct VkaGenParams {
   bool uvs = true;
   // Materials per object, in one MATERIAL block named
   // <materialTag>matlist_<baseName>_o<i>; mesh set k uses material
-  // k % materials. Material m: Diffuse (255 - m, 200 - m, 100 + m, 50 + m),
+  // k % materials. Material m, colours as written (alpha, red, green, blue):
+  // Diffuse (255 - m, 200 - m, 100 + m, 50 + m),
   // Specular (255, 10 + m, 20 + m, 30 + m), Exponent m % 17.
   int materials = 1;
   std::string materialTag;
