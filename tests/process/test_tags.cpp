@@ -1,0 +1,163 @@
+// Material name tags and the write-info flag word.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "process/tags.h"
+#include "scene/memory.h"
+#include "scene/records.h"
+#include "test_strips_mesh.h"
+
+namespace {
+
+// Write-info word of a default run: texture list, objects, textures, tags.
+constexpr uint32_t kW = 0xC0C00000;
+constexpr uint32_t kDefault = kDefaultAttrFlags;  // 0x94002400
+
+struct TagCase {
+  const char *name;
+  uint32_t attrflags;  // as read from the file
+  bool textured;
+  uint32_t writeFlags;
+  uint32_t wantFlags;
+  uint32_t wantOut;
+  uint32_t wantEval;
+  int wantBank;
+  const char *wantWarnings;
+};
+
+const TagCase kTagCases[] = {
+    // DEn_: double-sided, environment, material emission normal; "_" stops.
+    {"DEn_F", 0, true, kW, kDefault | 0x00800000 | 0x00400000 | 0x00200000, kW | 0x40, 0, -1, ""},
+    {"DEn_", 0, false, kW, kDefault | 0x00800000, kW | 0x40, 0, -1,
+     "\n##### \nWarning : You must set a texture on \"DEn_\" for environment mapping !\n"},
+    {"Ee", 0, true, kW, kDefault | 0x00600000, kW | 0x10000, 0, -1, ""},
+    {"E", 0, true, kW | 0x8000, kDefault | 0x00200000, kW | 0x8000, 0, -1, ""},  // -noenv
+    {"E", 0, true, kW & ~0x40000000u, kDefault, kW & ~0x40000000u, 0, -1, ""},  // no texture output
+    // Blend: A and two digits 0-7; source 0 also sets bit 0.
+    {"A45", 0x2000, false, kW, 0x94002000, kW, 0, -1, ""},
+    {"A07", 0xFC002000, false, kW, 0x1C002001, kW, 0, -1, ""},
+    {"A9x", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+    {"A48", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+    {"An", 0x2000, false, kW, 0x3000, kW, 0, -1, ""},
+    // Mipmap depth D025 ... D375, D000 warns, other D text is double-sided.
+    {"D100", 0x2000, false, kW, 0x2400, kW, 0, -1, ""},
+    {"D025", 0x2000, false, kW, 0x2100, kW, 0, -1, ""},
+    {"D375", 0x2000, false, kW, 0x2F00, kW, 0, -1, ""},
+    {"D000", 0x2000, false, kW, 0x2000, kW, 0, -1, "\n##### Warning : Don't use D000\n"},
+    {"D123", 0x2000, false, kW, 0x802000, kW, 0, -1, ""},
+    {"Dx", 0x2000, false, kW, 0x802000, kW, 0, -1, ""},
+    {"Default", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+    // Banks: B and two digits; above 63 warns; later Bi is the filter.
+    {"B05", 0x4000, false, kW, 0x4000, kW, 0, 5, ""},
+    {"B99", 0x4000, false, kW, 0x4000, kW, 0, -1, "\n##### Warning : Bad bankId 99\n"},
+    {"B05Bi", 0x4000, false, kW, 0x2000, kW, 0, 5, ""},
+    {"PsTl", 0x2000, false, kW, 0x4000, kW, 0, -1, ""},
+    {"Ps", 0x6000, false, kW, 0x0000, kW, 0, -1, ""},
+    // User words and per-material output choices.
+    {"U1U2", 0x2000, false, kW, 0x2000, kW | 3, 0, -1, ""},
+    {"VcH", 0x2000, false, kW, 0x2000, kW | 0x02020000, 0, -1, ""},
+    {"Nvc", 0x2000, false, kW, 0x2000, kW | 0x01000000, 0, -1, ""},
+    {"N", 0x2000, false, kW | 0x20000, 0x2000, kW, 0, -1, ""},
+    // Evaluation bits.
+    {"EsSsHiBk", 0x2000, false, kW, 0x2000, kW, 0xD8, -1, ""},
+    // Shading and lighting; case matters.
+    {"FLNsNa", 0x2000, false, kW, 0x03082040, kW, 0, -1, ""},
+    {"FG", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+    {"Nl", 0x2000, false, kW, 0x02002000, kW, 0, -1, ""},
+    {"Material", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+    {"d_e_f", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+    // Without tag parsing only the alpha, texture and environment rules run.
+    {"DF", 0x2000, true, kW & ~0x80000000u, 0x00202000, kW & ~0x80000000u, 0, -1, ""},
+    {"", 0, true, kW, kDefault, kW, 0, -1, ""},
+};
+
+TEST(Tags, TableOfNames) {
+  for (const TagCase &c : kTagCases) {
+    SCOPED_TRACE(c.name);
+    ScMaterials *m = ScMaterialsAlloc(1);
+    m->name = ScVStrdup(c.name);
+    m->attrflags = c.attrflags;
+    m->diffuse[3] = 1.0f;
+    if (c.textured) {
+      m->textures = ScTextureAlloc(1);
+      m->nbTexture = 1;
+    }
+    striptest::WarningCapture capture;
+    VKParseMaterialTags(m, c.writeFlags);
+    EXPECT_EQ(m->attrflags, c.wantFlags) << std::hex << m->attrflags;
+    EXPECT_EQ(m->outputFlags, c.wantOut) << std::hex << m->outputFlags;
+    EXPECT_EQ(m->evalFlags, c.wantEval);
+    EXPECT_EQ(m->bank, c.wantBank);
+    EXPECT_EQ(capture.Text(), c.wantWarnings);
+  }
+}
+
+TEST(Tags, AlphaDiffuseAndUnnamedMaterials) {
+  ScMaterials *m = ScMaterialsAlloc(3);
+  m->name = ScVStrdup("x");
+  m->diffuse[3] = 0.99f;  // trunc(252.45) is not 255: use alpha
+  VKParseMaterialTags(m, kW & ~0x80000000u);
+  EXPECT_EQ(m->attrflags, kDefault | 0x00100000);
+
+  ScMaterials *t = m->next;
+  t->name = ScVStrdup("Plain");
+  t->diffuse[0] = t->diffuse[1] = t->diffuse[2] = 0.5f;
+  t->diffuse[3] = 1.0f;
+  t->textures = ScTextureAlloc(1);
+  t->nbTexture = 1;
+  VKParseMaterialTags(t, kW | 0x40000);  // -nodiffuse
+  EXPECT_EQ(t->diffuse[0], 1.0f);
+  EXPECT_EQ(t->diffuse[2], 1.0f);
+  EXPECT_EQ(t->diffuse[3], 1.0f);
+
+  ScMaterials *unnamed = t->next;
+  unnamed->attrflags = 0x1234;
+  unnamed->diffuse[3] = 0.0f;  // ignored without a name
+  VKParseMaterialTags(unnamed, kW);
+  EXPECT_EQ(unnamed->attrflags, 0x1234u);
+  EXPECT_EQ(unnamed->outputFlags, kW);
+}
+
+TEST(Tags, NodeMaterialsReportEmissionNormalRequests) {
+  ScModel *model = ScModelAlloc("node");
+  model->materials = ScMaterialsAlloc(3);
+  model->nbMaterial = 2;  // the third entry is past the count
+  const char *names[] = {"Ee", "U2", "En"};
+  int i = 0;
+  for (ScMaterials *m = model->materials; m != nullptr; m = m->next) {
+    m->name = ScVStrdup(names[i++]);
+    m->diffuse[3] = 1.0f;
+    m->textures = ScTextureAlloc(1);
+    m->nbTexture = 1;
+  }
+  uint32_t all = VKParseNodeMaterials(model, kW);
+  EXPECT_EQ(all, kW | kModelEmissionNormal | 2);
+  EXPECT_EQ(model->materials->next->next->outputFlags, 0u);  // not parsed
+}
+
+TEST(Tags, WriteFlagsFromTheCommandLineWords) {
+  struct Case {
+    uint32_t model, output, chunk;
+    int32_t kind;
+    uint32_t want;
+  };
+  const Case cases[] = {
+      {0x80000000, 0x38000000, 0x40000001, 7, 0xC0C00000},  // defaults
+      {0x80000002, 0x38000000, 0x40000001, 1, 0x80800000},  // -notexture, kind 1
+      {0x80000000, 0x38000000, 0x40000001, 1, 0xC0D80000},  // kind 1
+      {0x80001000, 0, 0, 7, 0x40C00000},                    // -noflags
+      {0x00800000, 0x80000000, 0, 7, 0xC0C48000},           // -noenv, -nodiffuse
+      {0x60000000, 0x6003, 0, 7, 0xF6C0000C},  // -polynormal -forcetex -pvn -pvc -bindebug
+      {0, 0x1001, 0, 7, 0xC0C00084},           // -texn3 -bin
+      {0, 0, 0x10000, 7, 0xC0C00400},          // -delmat
+      {0, 0, 0x18000, 7, 0xC0C00200},          // -delmat with -dma
+      {0, 0, 0x0800F100, 7, 0xC0C25B00},       // -vctouf -pctouf -uvh -dma -euv -delambi
+  };
+  for (const Case &c : cases) {
+    EXPECT_EQ(VKMakeWriteFlags(c.model, c.output, c.chunk, c.kind), c.want)
+        << std::hex << c.model << " " << c.output << " " << c.chunk;
+  }
+}
+
+}  // namespace
