@@ -3,7 +3,7 @@
 // lists every pointer field.
 #include <cstring>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
@@ -28,9 +28,15 @@ void CheckAlignment(const WriterState &state, long position, const char *where) 
     PrintWarning("!!!!!!!!!!!!!!! Warning: Bad alignment4 %ld message %s\n", remainder, where);
 }
 
+// The pool cuts blocks at multiples of 4; every request here is rounded to 8
+// so that the entries holding pointers stay aligned for them.
+void *PoolTake(WriterState &state, size_t size, const char *tag) {
+  return VPoolAlloc(&state.pool, static_cast<int>((size + 7) & ~size_t{7}), tag);
+}
+
 char *PoolCopy(WriterState &state, const char *text) {
   size_t length = std::strlen(text);
-  auto *copy = static_cast<char *>(VPoolAlloc(&state.pool, static_cast<int>(length + 1), "VKWriteQueue"));
+  auto *copy = static_cast<char *>(PoolTake(state, length + 1, "VKWriteQueue"));
   std::memcpy(copy, text, length + 1);
   return copy;
 }
@@ -40,7 +46,7 @@ void Append(WriterState &state, Queue &queue, const char *name, long position) {
     PrintWarning("Warning : no open chunk for %s\n", name);
     return;
   }
-  auto *entry = static_cast<QueueEntry *>(VPoolAlloc(&state.pool, sizeof(QueueEntry), "VKWriteQueue"));
+  auto *entry = static_cast<QueueEntry *>(PoolTake(state, sizeof(QueueEntry), "VKWriteQueue"));
   entry->name = PoolCopy(state, name);
   entry->position = position;
   entry->next = nullptr;
@@ -53,7 +59,7 @@ void Append(WriterState &state, Queue &queue, const char *name, long position) {
 }
 
 PointerPage *NewPointerPage(WriterState &state) {
-  return static_cast<PointerPage *>(VPoolAlloc(&state.pool, sizeof(PointerPage), "VKPointerCashStore"));
+  return static_cast<PointerPage *>(PoolTake(state, sizeof(PointerPage), "VKPointerCashStore"));
 }
 
 void RewriteWord(WriterState &state, long position, uint32_t value) {
@@ -79,21 +85,57 @@ void PlaceStrings(WriterState &state) {
   }
 }
 
+// Label index: open addressing over a power-of-two table of (hash, name,
+// position); a later label of the same name replaces the earlier one.
+class LabelIndex {
+ public:
+  explicit LabelIndex(int count) {
+    size_t size = 16;
+    while (size < 2 * static_cast<size_t>(count)) size *= 2;
+    slots_.resize(size);
+    mask_ = size - 1;
+  }
+  void Set(const char *name, long position) {
+    size_t hash = Hash(name);
+    slots_[Find(name, hash)] = Slot{hash, name, position};
+  }
+  const long *Get(const char *name) const {
+    const Slot &slot = slots_[Find(name, Hash(name))];
+    return slot.name ? &slot.position : nullptr;
+  }
+
+ private:
+  struct Slot {
+    size_t hash = 0;
+    const char *name = nullptr;
+    long position = 0;
+  };
+  static size_t Hash(const char *name) { return std::hash<std::string_view>{}(name); }
+  // The slot holding the name, or the empty slot where it would go.
+  size_t Find(const char *name, size_t hash) const {
+    for (size_t i = hash & mask_;; i = (i + 1) & mask_) {
+      const Slot &slot = slots_[i];
+      if (!slot.name || (slot.hash == hash && std::strcmp(slot.name, name) == 0)) return i;
+    }
+  }
+  std::vector<Slot> slots_;
+  size_t mask_;
+};
+
 // Every pointer takes the position of the last label of its name. The first
 // pointer without a label is reported and ends the resolution.
 void ResolvePointers(WriterState &state) {
   if (state.labels.count == 0 || state.pointers.count == 0) return;
-  std::unordered_map<std::string_view, long> lastLabel;
-  lastLabel.reserve(static_cast<size_t>(state.labels.count));
+  LabelIndex index(state.labels.count);
   for (const QueueEntry *label = state.labels.first; label; label = label->next)
-    lastLabel[label->name] = label->position;
+    index.Set(label->name, label->position);
   for (const QueueEntry *pointer = state.pointers.first; pointer; pointer = pointer->next) {
-    auto found = lastLabel.find(pointer->name);
-    if (found == lastLabel.end()) {
+    const long *position = index.Get(pointer->name);
+    if (!position) {
       PrintError("Error : Can't chain %s\n", pointer->name);
       return;
     }
-    RewriteWord(state, pointer->position, static_cast<uint32_t>(found->second - state.base));
+    RewriteWord(state, pointer->position, static_cast<uint32_t>(*position - state.base));
   }
 }
 
