@@ -41,7 +41,7 @@ ScObject *MakeScene(const char *name, const std::vector<std::array<float, 3>> &p
 struct RunOptions {
   uint32_t modelFlags = 0x80000000;
   uint32_t outputFlags = 0x38000000;
-  uint32_t stripFlags = 0x80000000;
+  uint32_t stripFlags = 0;
   uint32_t chunkFlags = 0x40000001;
   float globalScale = 1.0f;
 };
