@@ -157,7 +157,7 @@ TEST_F(ReaderTest, GeneratedFilesOfEveryMeshKind) {
                             7, 2, 8, 11),
        "EsSsHiBk_"},
       {"more kinds than rows", params({VkaMesh::kStrips, VkaMesh::kQuads, VkaMesh::kTriangles}, 2, 2, 3, 2), "_"},
-      {"large indices", params({VkaMesh::kQuads, VkaMesh::kReverseStrips}, 2, 2, 300, 110), "Hi_"},
+      {"large indices", params({VkaMesh::kQuads, VkaMesh::kReverseStrips}, 1, 2, 300, 110), "Hi_"},
   };
   cases[1].p.materials = 3;
   cases[1].p.textures = 2;
