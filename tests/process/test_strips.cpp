@@ -1,7 +1,10 @@
 // Strip builder on small meshes worked out by hand.
 #include <gtest/gtest.h>
 
+#include "process/nodelist.h"
+#include "process/optimize.h"
 #include "process/strips.h"
+#include "scene/memory.h"
 #include "test_strips_mesh.h"
 
 namespace {
@@ -203,6 +206,79 @@ TEST(Strips, LongRowIsCutAtTheSideLimitAndLosesNothing) {
   EXPECT_GT(r.strips, 1);
   EXPECT_LE(longest, static_cast<size_t>(2 * kStripSideLimit + 1));
   EXPECT_GE(longest, static_cast<size_t>(kStripSideLimit));
+}
+
+}  // namespace
+
+namespace {
+
+// Captures the message and info streams while alive.
+class StreamCapture {
+ public:
+  StreamCapture() : file_(std::tmpfile()), message_(MessageStream()), info_(InfoStream()) {
+    SetMessageStream(file_);
+    SetInfoStream(file_);
+  }
+  ~StreamCapture() {
+    SetMessageStream(message_);
+    SetInfoStream(info_);
+    std::fclose(file_);
+  }
+  std::string Text() {
+    std::fflush(file_);
+    std::rewind(file_);
+    std::string text;
+    for (int ch; (ch = std::fgetc(file_)) != EOF;) text.push_back(static_cast<char>(ch));
+    return text;
+  }
+
+ private:
+  FILE *file_;
+  FILE *message_;
+  FILE *info_;
+};
+
+TEST(StripDriver, StripsEveryGroupAndPrintsTheStatistics) {
+  // Node 0: a 2x1 grid under two materials (quad 0 and quad 1); node 1: no
+  // mesh; node 2: a quad with no materials.
+  BuiltMesh grid = striptest::Build(striptest::Grid(2, 1));
+  for (int t = 0; t < 4; ++t) grid.mesh->polygons[t].materialId = t / 2;
+  BuiltMesh quad = striptest::Build(Quad());
+  ScModel *models[3] = {ScModelAlloc("a"), ScModelAlloc("b"), ScModelAlloc("c")};
+  models[0]->mesh = grid.mesh;
+  models[0]->hasMesh = 1;
+  models[0]->materials = ScMaterialsAlloc(2);
+  models[0]->nbMaterial = 2;
+  models[0]->materials->next->specularPower = 3.0f;  // two groups
+  models[2]->mesh = quad.mesh;
+  models[2]->hasMesh = 1;
+  ScNode nodes[3] = {};
+  ScNode *slist[3];
+  for (int i = 0; i < 3; ++i) {
+    nodes[i].model = nodes[i].node = models[i];
+    slist[i] = &nodes[i];
+  }
+  ScNodeList list{};
+  list.slist = slist;
+  list.node_n = 3;
+  list.stripbits = kStripBitStrips;
+  VKOptimizeInfo *info = VKGetOptimizeInfo(&list, 0x40000001);
+  ASSERT_NE(info, nullptr);
+
+  StreamCapture capture;
+  EXPECT_EQ(VKMakeStrips(&list, info), 3);
+  EXPECT_EQ(capture.Text(),
+            "[STRIP] polygon_total_n 6\npolygon_vertex_sum 18\nstrip_total_n 3\nstrip_vertex_sum 12\n");
+  EXPECT_EQ(info->mnlist[0].groups[0].stripTotal, 1);
+  EXPECT_EQ(info->mnlist[0].groups[1].lists[kVKListTriangles].stripCount, 1);
+  EXPECT_EQ(info->mnlist[2].defaultGroup.stripTotal, 1);
+  EXPECT_EQ(Decode(grid.mesh).drawn, std::vector<int>(4, 1));
+
+  list.stripbits = 0;
+  StreamCapture quiet;
+  EXPECT_EQ(VKMakeStrips(&list, info), 0);
+  EXPECT_EQ(quiet.Text(), "");
+  VKFreeOptimizeInfo(info);
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // Material name tags and the write-info flag word.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
+#include "process/nodelist.h"
 #include "process/tags.h"
 #include "scene/memory.h"
 #include "scene/records.h"
@@ -158,6 +160,42 @@ TEST(Tags, WriteFlagsFromTheCommandLineWords) {
     EXPECT_EQ(VKMakeWriteFlags(c.model, c.output, c.chunk, c.kind), c.want)
         << std::hex << c.model << " " << c.output << " " << c.chunk;
   }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
+  ScModel *model = ScModelAlloc("lamp");
+  model->materials = ScMaterialsAlloc(1);
+  model->nbMaterial = 1;
+  model->materials->name = ScVStrdup("Ee");
+  model->materials->diffuse[3] = 1.0f;
+  model->materials->textures = ScTextureAlloc(1);
+  model->materials->nbTexture = 1;
+  model->mesh = ScMeshAlloc(1, 0, 0);
+  model->hasMesh = 1;
+  model->mesh->vertices[0].pos[0] = 2.0f;  // local box centre stays at the origin
+  ScNode node{};
+  node.model = node.node = model;
+  ScNode *slist[1] = {&node};
+  ScNodeList list{};
+  list.slist = slist;
+  list.node_n = 1;
+
+  FILE *file = std::tmpfile();
+  FILE *old = InfoStream();
+  SetInfoStream(file);
+  VKApplyMaterialTags(&list, kW);
+  SetInfoStream(old);
+  std::rewind(file);
+  char text[64] = {};
+  EXPECT_NE(std::fgets(text, sizeof text, file), nullptr);
+  std::fclose(file);
+  EXPECT_STREQ(text, "[MODEL EMISSION NORMAL]");
+  EXPECT_EQ(model->mesh->vertices[0].normal[0], 1.0f);
+  EXPECT_EQ(model->materials->attrflags, kDefault | 0x00600000);
 }
 
 }  // namespace
