@@ -94,14 +94,37 @@ const std::string kWarnVC =
     "\n##### Warning : Can't use Vertex color and Polygon vertex color at the same time. "
     "[Ingore vertex color option _D8, _S5, _S4, _IN]\n";
 
+// `words`: the argument words separated by spaces; alternatives that must give
+// the same result separated by '|'.
 struct OptionCase {
-  std::vector<std::string> words;
+  const char *words;
   uint32_t model;
   uint32_t output;
   uint32_t strip;
   uint32_t chunk;
   std::string warning;
 };
+
+std::vector<std::vector<std::string>> Alternatives(const std::string &text) {
+  std::vector<std::vector<std::string>> result(1);
+  std::string word;
+  auto flush = [&] {
+    if (!word.empty()) result.back().push_back(word);
+    word.clear();
+  };
+  for (char c : text) {
+    if (c == ' ') {
+      flush();
+    } else if (c == '|') {
+      flush();
+      result.emplace_back();
+    } else {
+      word += c;
+    }
+  }
+  flush();
+  return result;
+}
 
 TEST(Options, DefaultsOfTheOptionSet) {
   ConvertOptions options;
@@ -122,150 +145,102 @@ TEST(Options, DefaultsOfTheOptionSet) {
 
 TEST(Options, EveryRowAndConflictRule) {
   const OptionCase cases[] = {
-      {{}, kM, kO, 0, kC, ""},
-      {{"file.vka", "-unknown", "-TRR"}, kM, kO, 0, kC, ""},
+      {"|file.vka -unknown -TRR", kM, kO, 0, kC, ""},
       // modelFlags
-      {{"-trr"}, kM | 0x04, kO, 0, kC, ""},
-      {{"-a"}, kM | 0x04, kO, 0, kC, ""},
-      {{"-trt"}, kM | 0x08, kO, 0, kC, ""},
-      {{"-b"}, kM | 0x08, kO, 0, kC, ""},
-      {{"-trs"}, kM | 0x10, kO, 0, kC, ""},
-      {{"-c"}, kM | 0x10, kO, 0, kC, ""},
-      {{"-trs", "-trr"}, kM | 0x10, kO, 0, kC, ""},
-      {{"-trt", "-trr"}, kM | 0x08, kO, 0, kC, ""},
-      {{"-polynormal"}, kM | 0x20000000, kO, 0, kC, ""},
-      {{"-pn"}, kM | 0x20000000, kO, 0, kC, ""},
-      {{"-forcetex"}, kM | 0x40000000, kO, 0, kC, ""},
-      {{"-ft"}, kM | 0x40000000, kO, 0, kC, ""},
-      {{"-notexture"}, kM | 0x02, kO, 0, kC, ""},
-      {{"-nt"}, kM | 0x02, kO, 0, kC, ""},
-      {{"-noflags"}, kM | 0x1000, kO, 0, kC, ""},
-      {{"-nf"}, kM | 0x1000, kO, 0, kC, ""},
-      {{"-noenv"}, kM | 0x00800000, kO, 0, kC, ""},
-      {{"-ne"}, kM | 0x00800000, kO, 0, kC, ""},
-      {{"-4to3"}, kM | 0x00100000, kO, 0, kC, ""},
-      {{"-t3"}, kM | 0x00100000, kO, 0, kC, ""},
-      {{"-nto3"}, kM | 0x00200000, kO, 0, kC, ""},
-      {{"-T3"}, kM | 0x00200000, kO, 0, kC, ""},
-      {{"-n4to3"}, kM | 0x00300000, kO, 0, kC, ""},
-      {{"-Tt"}, kM | 0x00300000, kO, 0, kC, ""},
-      {{"-rmb"}, kM | 0x01, kO, 0, kC, ""},
-      {{"-R"}, kM | 0x01, kO, 0, kC, ""},
+      {"-trr|-a", kM | 0x04, kO, 0, kC, ""},
+      {"-trt|-b|-trt -trr", kM | 0x08, kO, 0, kC, ""},
+      {"-trs|-c|-trs -trr", kM | 0x10, kO, 0, kC, ""},
+      {"-polynormal|-pn", kM | 0x20000000, kO, 0, kC, ""},
+      {"-forcetex|-ft", kM | 0x40000000, kO, 0, kC, ""},
+      {"-notexture|-nt", kM | 0x02, kO, 0, kC, ""},
+      {"-noflags|-nf", kM | 0x1000, kO, 0, kC, ""},
+      {"-noenv|-ne", kM | 0x00800000, kO, 0, kC, ""},
+      {"-4to3|-t3", kM | 0x00100000, kO, 0, kC, ""},
+      {"-nto3|-T3", kM | 0x00200000, kO, 0, kC, ""},
+      {"-n4to3|-Tt", kM | 0x00300000, kO, 0, kC, ""},
+      {"-rmb|-R", kM | 0x01, kO, 0, kC, ""},
       // outputFlags
-      {{"-nodiffuse"}, kM, kO | 0x80000000, 0, kC, ""},
-      {{"-nd"}, kM, kO | 0x80000000, 0, kC, ""},
-      {{"-nocrop"}, kM, kO | 0x40000000, 0, kC, ""},
-      {{"-nc"}, kM, kO | 0x40000000, 0, kC, ""},
-      {{"-Info"}, kM, kO | 0x04000000, 0, kC, ""},
-      {{"-I"}, kM, kO | 0x04000000, 0, kC, ""},
-      {{"-bin"}, kM, kO | 0x01, 0, kC, ""},
-      {{"-BIN"}, kM, kO | 0x01, 0, kC, ""},
-      {{"-G"}, kM, kO | 0x00010000, 0, kC, ""},
-      {{"-GM"}, kM, kO | 0x00018000, 0, kC, ""},
-      {{"-pvn"}, kM, kO | 0x4000, 0, 0x00000001, kWarnVN},
-      {{"-pvc"}, kM, kO | 0x2000, 0, kC, ""},
-      {{"-rva"}, kM, kO | 0x02000000, 0, kC, ""},
-      {{"-nvc", "-novc", "-nvd", "-novd", "-nva", "-nova", "-nvs", "-novs"}, kM, kO, 0, kC, ""},
-      {{"-texn3"}, kM, kO | 0x1000, 0, kC, ""},
-      {{"-TEXN3"}, kM, kO | 0x1000, 0, kC, ""},
-      {{"-bindebug"}, kM, kO | 0x03, 0, kC, ""},
-      {{"-BD"}, kM, kO | 0x03, 0, kC, ""},
-      {{"-bin", "-bindebug"}, kM, kO | 0x03, 0, kC, ""},
-      {{"-septex"}, kM, kO | 0x01000000, 0, kC, ""},
-      {{"-st"}, kM, kO | 0x01000000, 0, kC, ""},
-      {{"-IM0"}, kM, kO | 0x00800000, 0, kC, ""},
-      {{"-InpMot0"}, kM, kO | 0x00800000, 0, kC, ""},
-      {{"-pvm"}, kM, kO | 0x00400000, 0, kC, ""},
-      {{"-outpvm"}, kM, kO | 0x00400000, 0, kC, ""},
-      // chunk vertex types
-      {{"-SH"}, kM, kO, 0, 0x00000000, ""},
-      {{"-VNSH"}, kM, kO, 0, 0x40000000, ""},
-      {{"-VN_SH"}, kM, kO, 0, 0x40000000, ""},
-      {{"-CV"}, kM, kO, 0, 0x00000001, ""},
-      {{"-D8"}, kM, kO, 0, 0x00000002, ""},
-      {{"-UF"}, kM, kO, 0, 0x00000003, ""},
-      {{"-NF"}, kM, kO, 0, 0x00000004, ""},
-      {{"-S5"}, kM, kO, 0, 0x00000005, ""},
-      {{"-S4"}, kM, kO, 0, 0x00000006, ""},
-      {{"-IN"}, kM, kO, 0, 0x00000007, ""},
-      {{"-VN"}, kM, kO, 0, 0x40000001, ""},
-      {{"-VND8"}, kM, kO, 0, 0x40000002, ""},
-      {{"-VN_D8"}, kM, kO, 0, 0x40000002, ""},
-      {{"-VNUF"}, kM, kO, 0, 0x40000003, ""},
-      {{"-VN_UF"}, kM, kO, 0, 0x40000003, ""},
-      {{"-VNNF"}, kM, kO, 0, 0x40000004, ""},
-      {{"-VN_NF"}, kM, kO, 0, 0x40000004, ""},
-      {{"-VNS5"}, kM, kO, 0, 0x40000005, ""},
-      {{"-VN_S5"}, kM, kO, 0, 0x40000005, ""},
-      {{"-VNS4"}, kM, kO, 0, 0x40000006, ""},
-      {{"-VN_S4"}, kM, kO, 0, 0x40000006, ""},
-      {{"-VNIN"}, kM, kO, 0, 0x40000007, ""},
-      {{"-VN_IN"}, kM, kO, 0, 0x40000007, ""},
-      {{"-VNX"}, kM, kO, 0, 0x20000001, ""},
-      {{"-VNXD8"}, kM, kO, 0, 0x20000002, ""},
-      {{"-VNX_D8"}, kM, kO, 0, 0x20000002, ""},
-      {{"-VNXUF"}, kM, kO, 0, 0x20000003, ""},
-      {{"-VNX_UF"}, kM, kO, 0, 0x20000003, ""},
-      {{"-D8", "-CV"}, kM, kO, 0, 0x00000002, ""},
-      {{"-CV", "-D8"}, kM, kO, 0, 0x00000002, ""},
-      {{"-VNXUF", "-SH"}, kM, kO, 0, 0x20000003, ""},
+      {"-nodiffuse|-nd", kM, kO | 0x80000000, 0, kC, ""},
+      {"-nocrop|-nc", kM, kO | 0x40000000, 0, kC, ""},
+      {"-Info|-I", kM, kO | 0x04000000, 0, kC, ""},
+      {"-bin|-BIN", kM, kO | 0x01, 0, kC, ""},
+      {"-G", kM, kO | 0x00010000, 0, kC, ""},
+      {"-GM", kM, kO | 0x00018000, 0, kC, ""},
+      {"-pvn", kM, kO | 0x4000, 0, 0x00000001, kWarnVN},
+      {"-pvc", kM, kO | 0x2000, 0, kC, ""},
+      {"-rva", kM, kO | 0x02000000, 0, kC, ""},
+      {"-nvc -novc -nvd -novd -nva -nova -nvs -novs", kM, kO, 0, kC, ""},
+      {"-texn3|-TEXN3", kM, kO | 0x1000, 0, kC, ""},
+      {"-bindebug|-BD|-bin -bindebug", kM, kO | 0x03, 0, kC, ""},
+      {"-septex|-st", kM, kO | 0x01000000, 0, kC, ""},
+      {"-IM0|-InpMot0", kM, kO | 0x00800000, 0, kC, ""},
+      {"-pvm|-outpvm", kM, kO | 0x00400000, 0, kC, ""},
+      // chunk vertex types: the one lowest in the table wins
+      {"-SH", kM, kO, 0, 0x00000000, ""},
+      {"-VNSH|-VN_SH", kM, kO, 0, 0x40000000, ""},
+      {"-CV", kM, kO, 0, 0x00000001, ""},
+      {"-D8|-D8 -CV|-CV -D8", kM, kO, 0, 0x00000002, ""},
+      {"-UF", kM, kO, 0, 0x00000003, ""},
+      {"-NF", kM, kO, 0, 0x00000004, ""},
+      {"-S5", kM, kO, 0, 0x00000005, ""},
+      {"-S4", kM, kO, 0, 0x00000006, ""},
+      {"-IN", kM, kO, 0, 0x00000007, ""},
+      {"-VN", kM, kO, 0, 0x40000001, ""},
+      {"-VND8|-VN_D8", kM, kO, 0, 0x40000002, ""},
+      {"-VNUF|-VN_UF", kM, kO, 0, 0x40000003, ""},
+      {"-VNNF|-VN_NF", kM, kO, 0, 0x40000004, ""},
+      {"-VNS5|-VN_S5", kM, kO, 0, 0x40000005, ""},
+      {"-VNS4|-VN_S4", kM, kO, 0, 0x40000006, ""},
+      {"-VNIN|-VN_IN", kM, kO, 0, 0x40000007, ""},
+      {"-VNX", kM, kO, 0, 0x20000001, ""},
+      {"-VNXD8|-VNX_D8", kM, kO, 0, 0x20000002, ""},
+      {"-VNXUF|-VNX_UF|-VNXUF -SH", kM, kO, 0, 0x20000003, ""},
       // other chunk options
-      {{"-VCOM"}, kM, kO, 0, kC | 0x10000000, ""},
-      {{"-uvh"}, kM, kO, 0, kC | 0x4000, ""},
-      {{"-uvn"}, kM, kO, 0, kC, ""},
-      {{"-uvn", "-uvh"}, kM, kO, 0, kC, ""},
-      {{"-delmat"}, kM, kO, 0, kC | 0x10000, ""},
-      {{"-dm"}, kM, kO, 0, kC | 0x10000, ""},
-      {{"-dma"}, kM, kO, 0, kC | 0x8000, ""},
-      {{"-delmatall"}, kM, kO, 0, kC | 0x8000, ""},
-      {{"-vctouf"}, kM, kO, 0, kC | 0x08000000, ""},
-      {{"-pctouf"}, kM, kO, 0, kC | 0x2000, ""},
-      {{"-co3"}, kM, kO, 0, kC | 0x04000000, ""},
-      {{"-volume3"}, kM, kO, 0, kC | 0x04000000, ""},
-      {{"-co34"}, kM, kO, 0, kC | 0x06000000, ""},
-      {{"-volume34"}, kM, kO, 0, kC | 0x06000000, ""},
-      {{"-coS"}, kM, kO, 0, kC | 0x02000000, ""},
-      {{"-volumeS"}, kM, kO, 0, kC | 0x02000000, ""},
-      {{"-co3", "-co34"}, kM, kO, 0, kC | 0x06000000, ""},
-      {{"-coS", "-co34", "-co3"}, kM, kO, 0, kC | 0x02000000, ""},
-      {{"-delambi"}, kM, kO, 0, kC | 0x100, ""},
-      {{"-da"}, kM, kO, 0, kC | 0x100, ""},
-      {{"-euv"}, kM, kO, 0, kC | 0x1000, ""},
-      {{"-envuv"}, kM, kO, 0, kC | 0x1000, ""},
+      {"-VCOM", kM, kO, 0, kC | 0x10000000, ""},
+      {"-uvh", kM, kO, 0, kC | 0x4000, ""},
+      {"-uvn|-uvn -uvh", kM, kO, 0, kC, ""},
+      {"-delmat|-dm", kM, kO, 0, kC | 0x10000, ""},
+      {"-dma|-delmatall", kM, kO, 0, kC | 0x8000, ""},
+      {"-vctouf", kM, kO, 0, kC | 0x08000000, ""},
+      {"-pctouf", kM, kO, 0, kC | 0x2000, ""},
+      {"-co3|-volume3", kM, kO, 0, kC | 0x04000000, ""},
+      {"-co34|-volume34|-co3 -co34", kM, kO, 0, kC | 0x06000000, ""},
+      {"-coS|-volumeS|-coS -co34 -co3", kM, kO, 0, kC | 0x02000000, ""},
+      {"-delambi|-da", kM, kO, 0, kC | 0x100, ""},
+      {"-euv|-envuv", kM, kO, 0, kC | 0x1000, ""},
       // conflict rules
-      {{"-pvn", "-pvc"}, kM, kO | 0x4000, 0, 0x00000001, kWarnVN + kWarnPVC},
-      {{"-pvc", "-VNS5"}, kM, kO | 0x2000, 0, 0x40000001, kWarnVC},
-      {{"-pvc", "-D8"}, kM, kO | 0x2000, 0, 0x00000001, kWarnVC},
-      {{"-pvc", "-S4"}, kM, kO | 0x2000, 0, 0x00000001, kWarnVC},
-      {{"-pvc", "-IN"}, kM, kO | 0x2000, 0, 0x00000001, kWarnVC},
-      {{"-pvc", "-VNXD8"}, kM, kO | 0x2000, 0, 0x20000001, kWarnVC},
-      {{"-pvc", "-UF"}, kM, kO | 0x2000, 0, 0x00000003, ""},
-      {{"-pvc", "-NF"}, kM, kO | 0x2000, 0, 0x00000004, ""},
-      {{"-pvn", "-VNS5"}, kM, kO | 0x4000, 0, 0x00000005, kWarnVN},
-      {{"-pvn", "-D8"}, kM, kO | 0x4000, 0, 0x00000002, ""},
-      {{"-pvn", "-pvc", "-D8"}, kM, kO | 0x4000, 0, 0x00000002, kWarnPVC},
-      {{"-pvn", "-pvc", "-VNS5"}, kM, kO | 0x4000, 0, 0x00000005, kWarnVN + kWarnPVC},
+      {"-pvn -pvc", kM, kO | 0x4000, 0, 0x00000001, kWarnVN + kWarnPVC},
+      {"-pvc -VNS5", kM, kO | 0x2000, 0, 0x40000001, kWarnVC},
+      {"-pvc -D8|-pvc -S4|-pvc -IN", kM, kO | 0x2000, 0, 0x00000001, kWarnVC},
+      {"-pvc -VNXD8", kM, kO | 0x2000, 0, 0x20000001, kWarnVC},
+      {"-pvc -UF", kM, kO | 0x2000, 0, 0x00000003, ""},
+      {"-pvc -NF", kM, kO | 0x2000, 0, 0x00000004, ""},
+      {"-pvn -VNS5", kM, kO | 0x4000, 0, 0x00000005, kWarnVN},
+      {"-pvn -D8", kM, kO | 0x4000, 0, 0x00000002, ""},
+      {"-pvn -pvc -D8", kM, kO | 0x4000, 0, 0x00000002, kWarnPVC},
+      {"-pvn -pvc -VNS5", kM, kO | 0x4000, 0, 0x00000005, kWarnVN + kWarnPVC},
       // strip options (case matters)
-      {{"-Strip"}, kM, kO, 0x80000000, kC, ""},
-      {{"-S"}, kM, kO, 0x80000000, kC, ""},
-      {{"-St"}, kM | 0x00100000, kO, 0x80000000, kC, ""},
-      {{"-ST"}, kM | 0x00200000, kO, 0x80000000, kC, ""},
-      {{"-STt"}, kM | 0x00300000, kO, 0x80000000, kC, ""},
-      {{"-strip", "-sT"}, kM, kO, 0, kC, ""},
+      {"-Strip|-S", kM, kO, 0x80000000, kC, ""},
+      {"-St", kM | 0x00100000, kO, 0x80000000, kC, ""},
+      {"-ST", kM | 0x00200000, kO, 0x80000000, kC, ""},
+      {"-STt", kM | 0x00300000, kO, 0x80000000, kC, ""},
+      {"-strip -sT", kM, kO, 0, kC, ""},
   };
   for (const OptionCase &c : cases) {
-    std::string label;
-    for (const std::string &word : c.words) label += word + " ";
-    SCOPED_TRACE(label);
-    const Parsed parsed = Parse(c.words);
-    EXPECT_EQ(parsed.options.modelFlags, c.model);
-    EXPECT_EQ(parsed.options.outputFlags, c.output);
-    EXPECT_EQ(parsed.options.stripFlags, c.strip);
-    EXPECT_EQ(parsed.options.chunkFlags, c.chunk);
-    EXPECT_EQ(parsed.warning, c.warning);
-    EXPECT_EQ(parsed.info, "");
-    EXPECT_EQ(parsed.scale, 1.0f);
-    EXPECT_EQ(parsed.options.globalIndex.gibase, 0);
+    for (const std::vector<std::string> &words : Alternatives(c.words)) {
+      std::string label;
+      for (const std::string &word : words) label += word + " ";
+      SCOPED_TRACE(label);
+      const Parsed parsed = Parse(words);
+      EXPECT_EQ(parsed.options.modelFlags, c.model);
+      EXPECT_EQ(parsed.options.outputFlags, c.output);
+      EXPECT_EQ(parsed.options.stripFlags, c.strip);
+      EXPECT_EQ(parsed.options.chunkFlags, c.chunk);
+      EXPECT_EQ(parsed.warning, c.warning);
+      EXPECT_EQ(parsed.info, "");
+      EXPECT_EQ(parsed.scale, 1.0f);
+      EXPECT_EQ(parsed.options.globalIndex.gibase, 0);
+    }
   }
 }
 
