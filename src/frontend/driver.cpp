@@ -125,18 +125,21 @@ void CopyName(char *dest, const char *name) {
   dest[length] = '\0';
 }
 
-// Moves the input to its backup name (any older backup is deleted first). The
-// output then takes the input's place. A failed move is reported and the run
-// goes on. Returns true when the input was moved.
+// Moves the input to its backup name (any older backup is deleted first); the
+// output then takes the input's place. When the input cannot be moved, the
+// run stops: writing on would replace the only copy of the user's model.
 bool MakeBackup(ConvertOptions *options) {
   char backupName[kNameSize + 8];
   std::snprintf(backupName, sizeof(backupName), "%s%s", options->inputName, kBackupSuffix);
   std::remove(backupName);
-  const bool moved = std::rename(options->inputName, backupName) == 0;
-  if (!moved) PrintNote("Error: Can't create backup file.\n");
+  if (std::rename(options->inputName, backupName) != 0) {
+    PrintNote("Error: Can't create backup file.\n");
+    PrintNote("%s is left as it was; nothing was written.\n", options->inputName);
+    return false;
+  }
   CopyName(options->outputName, options->inputName);
   CopyName(options->inputName, backupName);
-  return moved;
+  return true;
 }
 
 // When a writer has left nothing at the output name, the backup goes back to
@@ -182,9 +185,14 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
     return 0;
   }
 
-  bool movedInput = false;
+  const bool movedInput = !binary;
   if (!binary) {
-    movedInput = MakeBackup(options);
+    if (!MakeBackup(options)) {
+      ScObjectFree(options->scene);
+      options->scene = nullptr;
+      ScFreeAll();
+      return 0;
+    }
   } else {
     CopyName(options->outputName, options->inputName);
   }

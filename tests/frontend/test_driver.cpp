@@ -2,6 +2,7 @@
 // suffix, input kind and the Chunk-input refusals; and the input-kind test.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "frontend/driver.h"
@@ -188,6 +189,21 @@ TEST(Driver, BasicInputRunsTheChunkRouteAndKeepsABackup) {
   EXPECT_EQ(again.err, kRefusalAscii);
   EXPECT_EQ(ReadFile(dir.file("ship.vka")), converted);
   EXPECT_EQ(ReadFile(dir.file("ship.vka.bk")), sample);
+}
+
+TEST(Driver, NoBackupMeansNothingIsWritten) {
+  ScratchDir dir;
+  const std::string sample = ReadFile(vktest::SourceDir() + "/examples/sample.vka");
+  ASSERT_TRUE(WriteFile(dir.file("ship.vka"), sample));
+  // A non-empty folder in the backup's place can be neither deleted nor replaced.
+  ASSERT_TRUE(std::filesystem::create_directory(dir.file("ship.vka.bk")));
+  ASSERT_TRUE(WriteFile(dir.file("ship.vka.bk/keep"), "x"));
+  const vktest::RunResult run = RunVkconv({"ship.vka"}, dir.path());
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err,
+            "[INPUT BASIC]Error: Can't create backup file.\n"
+            "ship.vka is left as it was; nothing was written.\n");
+  EXPECT_EQ(ReadFile(dir.file("ship.vka")), sample);
 }
 
 TEST(Driver, UnreadableInputIsLeftAlone) {
