@@ -10,8 +10,10 @@
 // Binary item codes (argument types as passed through "..."):
 //   "!"  skip: the next value item consumes its argument and writes nothing
 //   "$"  plain marker, no output
-//   "T"  label named by the text arguments whose indexes follow as digits
-//   "P"  pointer field (4 bytes) to the label named as for "T"; "NULL" stays 0
+//   "T"  label named by the text arguments whose indexes are the digits that
+//        follow it (every digit up to the end of the codes)
+//   "P"  pointer field (4 bytes) to the label named by the digits up to the
+//        first other character; a pointer named "NULL" stays 0
 //   "g"  const char*: pointer field to the text, stored after the payload
 //   "i" int32, "s" int16, "c" int8, "I" uint32, "S" uint16, "C" uint8 (int)
 //   "f"  double, written as a 32-bit float
