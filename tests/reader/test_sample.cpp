@@ -1,5 +1,6 @@
 // The bundled sample and small hand-written files, against scenes worked out
 // by hand.
+#include <filesystem>
 #include <string>
 
 #include "reader_test_util.h"
@@ -319,6 +320,86 @@ TEST_F(ReaderTest, TexturedMaterialWithoutTextureList) {
   EXPECT_EQ(m->nbTexture, 0);
   EXPECT_EQ(m->textures, nullptr);
   EXPECT_EQ(m->bank, -1);
+}
+
+}  // namespace
+
+namespace {
+
+using vkreadertest::ReaderTest;
+using vkreadertest::ReadText;
+
+std::string ObjectBlock(const std::string &name, const std::string &child, const std::string &sibling) {
+  return "OBJECT " + name + "[]\nSTART\nEvalFlags ( 0x0 ),\nModel NULL,\nOPosition ( 0.0F, 0.0F, 0.0F ),\n"
+         "OAngle ( 0.0F, 0.0F, 0.0F ),\nOScale ( 1.0F, 1.0F, 1.0F ),\nChild " + child + ",\nSibling " + sibling +
+         ",\nEND\n";
+}
+
+// Node names drop as many characters as "object_" + base name + "_" has,
+// whatever they are; nothing left gives the default name.
+TEST_F(ReaderTest, NodeNamesAndPrefix) {
+  const std::string text = ObjectBlock("object_sample_x", "NULL", "NULL") +
+                           ObjectBlock("object_sample_", "NULL", "object_sample_x") +
+                           ObjectBlock("object_sample_arm.L.001", "object_sample_x", "NULL") +
+                           ObjectBlock("object_sample_top", "object_sample_arm.L.001", "NULL");
+  struct Case {
+    std::string file;
+    const char *root, *arm, *twin;
+  } cases[] = {
+      {"sample.vka", "top", "arm_L_001", "x"},
+      {"dir.v2/sample.1.vka", "top", "arm_L_001", "x"},
+      {"sub\\sample.vka", "top", "arm_L_001", "x"},
+      {"samp.vka", "e_top", "e_arm_L_001", "e_x"},
+      {"a_much_longer_base.vka", "gonbe0", "gonbe0", "gonbe0"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.file);
+    std::filesystem::create_directories(std::filesystem::path(dir_.file(c.file)).parent_path());
+    auto [scene, err] = ReadText(dir_, text, c.file);
+    ASSERT_NE(scene, nullptr) << err;
+    EXPECT_STREQ(scene->name, c.root);
+    ScModel *arm = scene->root->child;
+    ASSERT_NE(arm, nullptr);
+    EXPECT_STREQ(arm->name, c.arm);
+    ASSERT_NE(arm->child, nullptr);
+    EXPECT_STREQ(arm->child->name, c.twin);
+    EXPECT_EQ(arm->child->parent, arm);
+  }
+  // The block named exactly like the prefix gives the default name.
+  auto [scene, err] = ReadText(dir_, ObjectBlock("object_sample_", "NULL", "NULL"), "sample.vka");
+  ASSERT_NE(scene, nullptr) << err;
+  EXPECT_STREQ(scene->name, "gonbe0");
+  EXPECT_EQ(scene->modelCount, 1);
+}
+
+// Two objects naming the same child get two nodes; a sibling chain that
+// reaches an object twice is not a cycle when the first visit has ended.
+TEST_F(ReaderTest, SharedChildGivesTwoNodes) {
+  const std::string text = ObjectBlock("object_s_leaf", "NULL", "NULL") +
+                           ObjectBlock("object_s_b", "object_s_leaf", "NULL") +
+                           ObjectBlock("object_s_a", "object_s_leaf", "object_s_b") +
+                           ObjectBlock("object_s_root", "object_s_a", "NULL");
+  auto [scene, err] = ReadText(dir_, text, "s.vka");
+  ASSERT_NE(scene, nullptr) << err;
+  EXPECT_EQ(err, "");
+  ScModel *a = scene->root->child;
+  ASSERT_NE(a, nullptr);
+  ScModel *b = a->sibling;
+  ASSERT_NE(b, nullptr);
+  ASSERT_NE(a->child, nullptr);
+  ASSERT_NE(b->child, nullptr);
+  EXPECT_NE(a->child, b->child);
+  EXPECT_STREQ(a->child->name, "leaf");
+  EXPECT_STREQ(b->child->name, "leaf");
+  EXPECT_EQ(b->parent, scene->root);
+  EXPECT_EQ(b->child->parent, b);
+  EXPECT_EQ(b->child->id, 4);
+}
+
+TEST_F(ReaderTest, DirectoryIsRefused) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(ReadBasicModel(dir_.path().c_str()), nullptr);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find(dir_.path()), std::string::npos);
 }
 
 }  // namespace
