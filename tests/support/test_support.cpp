@@ -49,20 +49,24 @@ std::string SourceDir() { return VK_SOURCE_DIR; }
 
 namespace {
 std::string Quote(const std::string &text) {
-  std::string quoted = "'";
+  std::string quoted(1, '\'');
   for (char c : text) {
     if (c == '\'') quoted += "'\\''";
     else quoted += c;
   }
-  return quoted + "'";
+  quoted.push_back('\'');
+  return quoted;
 }
 }  // namespace
 
 RunResult RunVkconv(const std::vector<std::string> &args, const std::string &cwd) {
   ScratchDir capture;
-  std::string command = "cd " + Quote(cwd) + " && " + Quote(VkconvPath());
-  for (const std::string &arg : args) command += " " + Quote(arg);
-  command += " >" + Quote(capture.file("out")) + " 2>" + Quote(capture.file("err")) + " </dev/null";
+  // Built with append: g++ 12 warns falsely on literal + string at -O3.
+  std::string command;
+  command.append("cd ").append(Quote(cwd)).append(" && ").append(Quote(VkconvPath()));
+  for (const std::string &arg : args) command.append(" ").append(Quote(arg));
+  command.append(" >").append(Quote(capture.file("out")));
+  command.append(" 2>").append(Quote(capture.file("err"))).append(" </dev/null");
   RunResult result;
   int raw = std::system(command.c_str());
   result.status = (raw != -1 && WIFEXITED(raw)) ? WEXITSTATUS(raw) : -1;
