@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <regex>
+#include <cctype>
+#include <cstdio>
 #include <string_view>
 
 #include "chunk/chunk_writer.h"
@@ -346,54 +347,70 @@ std::vector<DecodedObject> DecodeBinary(const std::string &bytes) {
 // ---- ASCII --------------------------------------------------------------------------
 namespace {
 
-uint32_t Hex(const std::string &text) { return static_cast<uint32_t>(std::stoul(text, nullptr, 16)); }
-
 struct Token {
   std::string name;  // macro name, empty for a bare number
   std::string args;
   long number = 0;
 };
 
-std::vector<Token> Tokens(std::string_view text) {
-  static const std::regex pattern(R"(([A-Za-z_][A-Za-z0-9_]*)\s*\(([^()]*)\)|(-?\d+))");
+bool IdentifierStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) || c == '_'; }
+bool IdentifierChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+// Macro calls "Name( args )" and bare decimal numbers, in order.
+std::vector<Token> Tokens(const std::string &text) {
   std::vector<Token> tokens;
-  std::string owned(text);
-  for (auto it = std::sregex_iterator(owned.begin(), owned.end(), pattern); it != std::sregex_iterator(); ++it) {
-    Token token;
-    if ((*it)[1].matched) {
-      token.name = (*it)[1];
-      token.args = (*it)[2];
+  size_t i = 0;
+  while (i < text.size()) {
+    const char c = text[i];
+    if (IdentifierStart(c)) {
+      size_t j = i;
+      while (j < text.size() && IdentifierChar(text[j])) ++j;
+      size_t k = j;
+      while (k < text.size() && text[k] == ' ') ++k;
+      if (k < text.size() && text[k] == '(') {
+        const size_t close = text.find(')', k);
+        Token token;
+        token.name = text.substr(i, j - i);
+        token.args = text.substr(k + 1, close - k - 1);
+        tokens.push_back(token);
+        i = close + 1;
+      } else {
+        i = j;
+      }
+    } else if (std::isdigit(static_cast<unsigned char>(c)) || (c == '-' && i + 1 < text.size() &&
+                                                                 std::isdigit(static_cast<unsigned char>(text[i + 1])))) {
+      size_t j = i + 1;
+      while (j < text.size() && std::isdigit(static_cast<unsigned char>(text[j]))) ++j;
+      Token token;
+      token.number = std::stol(text.substr(i, j - i));
+      tokens.push_back(token);
+      i = j;
     } else {
-      token.number = std::stol((*it)[3]);
+      ++i;
     }
-    tokens.push_back(token);
   }
   return tokens;
 }
 
-std::string Block(const std::string &text, size_t from, size_t *next) {
+std::string Block(const std::string &text, size_t from) {
   const size_t start = text.find("START\n", from);
   const size_t stop = text.find("\nEND\n", start);
-  *next = stop + 5;
   return text.substr(start + 6, stop - start - 6);
 }
 
 void DecodeAsciiPolygons(const std::string &block, DecodedObject &object) {
   const std::vector<Token> tokens = Tokens(block);
   size_t i = 0;
-  int corners = 0;       // volume polygons
-  int remaining = 0;     // polygons or strips left in the chunk
   while (i < tokens.size()) {
     const Token &t = tokens[i++];
     if (t.name.rfind("CnkS", 0) == 0 || t.name.rfind("CnkO_", 0) == 0) {
       const int id = t.name == "CnkO_P3" ? 0x38 : t.name == "CnkO_P4" ? 0x39 : t.name == "CnkO_ST" ? 0x3A : 0x40;
       object.stripChunkIds.push_back(id);
-      corners = id == 0x38 ? 3 : (id == 0x39 ? 4 : 0);
+      const int corners = id == 0x38 ? 3 : (id == 0x39 ? 4 : 0);
       ++i;  // size
       const Token &nb = tokens[i++];
       EXPECT_EQ(nb.name, "_NB");
-      remaining = std::stoi(nb.args.substr(nb.args.find(',') + 1));
-      for (; remaining > 0; --remaining) {
+      for (int remaining = std::stoi(nb.args.substr(nb.args.find(',') + 1)); remaining > 0; --remaining) {
         if (corners) {
           std::array<int, 4> c{};
           for (int k = 0; k < corners; ++k) {
@@ -423,30 +440,29 @@ void DecodeAsciiPolygons(const std::string &block, DecodedObject &object) {
 }
 
 void DecodeAsciiVertices(const std::string &block, DecodedObject &object) {
-  static const std::regex vert(R"(VERT(?:_SH)?\( 0x([0-9a-f]{8}), 0x([0-9a-f]{8}), 0x([0-9a-f]{8}) \))");
-  static const std::regex norm(R"(NORM(?:_SH)?\( 0x([0-9a-f]{8}), 0x([0-9a-f]{8}), 0x([0-9a-f]{8}) \))");
-  static const std::regex norm32(R"(NORM32\( 0x([0-9a-f]+), 0x([0-9a-f]+), 0x([0-9a-f]+) \))");
-  static const std::regex offset(R"(OffnbIdx\((\d+), (\d+)\))");
-  std::smatch m;
   size_t index = 0;
-  std::string line;
   for (size_t at = 0; at < block.size();) {
     size_t nl = block.find('\n', at);
     if (nl == std::string::npos) nl = block.size();
-    line = block.substr(at, nl - at);
+    const std::string line = block.substr(at, nl - at);
     at = nl + 1;
-    if (std::regex_search(line, m, offset)) {
-      index = std::stoul(m[1]);
-      object.vertices.resize(std::max(object.vertices.size(), index + std::stoul(m[2])));
-    } else if (std::regex_search(line, m, vert)) {
-      for (int k = 0; k < 3; ++k) object.vertices.at(index).pos[k] = Hex(m[k + 1]);
-      ++index;
-    } else if (std::regex_search(line, m, norm32)) {
-      object.vertices.at(index - 1).packed = Hex(m[1]) << 20 | Hex(m[2]) << 10 | Hex(m[3]);
-      object.vertices.at(index - 1).hasPacked = true;
-    } else if (std::regex_search(line, m, norm)) {
-      for (int k = 0; k < 3; ++k) object.vertices.at(index - 1).normal[k] = Hex(m[k + 1]);
-      object.vertices.at(index - 1).hasNormal = true;
+    unsigned a = 0, b = 0, c = 0;
+    if (std::sscanf(line.c_str(), "\tOffnbIdx(%u, %u)", &a, &b) == 2) {
+      index = a;
+      object.vertices.resize(std::max<size_t>(object.vertices.size(), a + b));
+    } else if (std::sscanf(line.c_str(), "\tVERT( 0x%x, 0x%x, 0x%x )", &a, &b, &c) == 3 ||
+               std::sscanf(line.c_str(), "\tVERT_SH( 0x%x, 0x%x, 0x%x )", &a, &b, &c) == 3) {
+      DecodedVertex &v = object.vertices.at(index++);
+      v.pos[0] = a, v.pos[1] = b, v.pos[2] = c;
+    } else if (std::sscanf(line.c_str(), "\tNORM32( 0x%x, 0x%x, 0x%x )", &a, &b, &c) == 3) {
+      DecodedVertex &v = object.vertices.at(index - 1);
+      v.packed = a << 20 | b << 10 | c;
+      v.hasPacked = true;
+    } else if (std::sscanf(line.c_str(), "\tNORM( 0x%x, 0x%x, 0x%x )", &a, &b, &c) == 3 ||
+               std::sscanf(line.c_str(), "\tNORM_SH( 0x%x, 0x%x, 0x%x )", &a, &b, &c) == 3) {
+      DecodedVertex &v = object.vertices.at(index - 1);
+      v.normal[0] = a, v.normal[1] = b, v.normal[2] = c;
+      v.hasNormal = true;
     }
   }
 }
@@ -460,15 +476,15 @@ std::vector<DecodedObject> DecodeAscii(const std::string &text) {
     DecodedObject object;
     const size_t end = text.find("CNKOBJECT_END", at);
     const std::string body = text.substr(at, end - at);
-    size_t next = 0;
     if (body.find("PLIST      ") != std::string::npos) {
       object.hasModel = true;
-      DecodeAsciiPolygons(Block(body, body.find("PLIST      "), &next), object);
-      DecodeAsciiVertices(Block(body, body.find("VLIST      "), &next), object);
+      DecodeAsciiPolygons(Block(body, body.find("PLIST      ")), object);
+      DecodeAsciiVertices(Block(body, body.find("VLIST      ")), object);
     }
-    static const std::regex eval(R"(EvalFlags \( 0x([0-9a-f]{8}) \))");
-    std::smatch m;
-    if (std::regex_search(body, m, eval)) object.evalFlags = Hex(m[1]);
+    const size_t eval = body.find("EvalFlags ( 0x");
+    unsigned flags = 0;
+    if (eval != std::string::npos && std::sscanf(body.c_str() + eval, "EvalFlags ( 0x%x", &flags) == 1)
+      object.evalFlags = flags;
     objects.push_back(std::move(object));
   }
   return objects;
