@@ -112,7 +112,8 @@ TEST(Optimize, MaterialsDifferingOnlyInAmbientShareAGroupAndItsPolygonLists) {
   Nth(model, 2)->specular[1] = 0.999f;        // specular differs by 0.001: new group
   Nth(model, 3)->diffuse[2] = 1.00005f;       // within 0.0001: same group as 0
   AddMesh(model, {3, 3, 4, 5, 3, 3}, {1, 2, 0, 3, 9, 0});
-  VKOptimizeInfo *info = VKGetOptimizeInfo(&scene.list, 0x40000001);
+  AddMesh(scene.model(1), {3, 4, 3}, {});
+  VKOptimizeInfo *info = VKGetOptimizeInfo(&scene.list, 0x06000000);  // volume mode: lists still filled
   ASSERT_NE(info, nullptr);
   const VKMaterialNode &node = info->mnlist[0];
   EXPECT_EQ(node.materialCount, 4);
@@ -130,33 +131,13 @@ TEST(Optimize, MaterialsDifferingOnlyInAmbientShareAGroupAndItsPolygonLists) {
   EXPECT_EQ(ListIndexes(g0.lists[kVKListPolygons], model->mesh), (std::vector<int>{3}));
   EXPECT_EQ(ListIndexes(node.groups[2].lists[kVKListTriangles], model->mesh), (std::vector<int>{1}));
   EXPECT_EQ(node.groups[1].lists[kVKListTriangles].count, 0);
-  // The second node has neither mesh nor materials.
-  EXPECT_EQ(info->mnlist[1].materialCount, 0);
+  // The second node has no materials: its default group holds its polygons.
+  const VKMaterialGroup &def = info->mnlist[1].defaultGroup;
   EXPECT_EQ(info->mnlist[1].groups, nullptr);
-  EXPECT_EQ(info->meshNodeCount, 1);
-  EXPECT_EQ(info->polygonCount, 6);
-  VKFreeOptimizeInfo(info);
-}
-
-TEST(Optimize, NodeWithoutMaterialsFillsItsDefaultGroupEvenInVolumeModes) {
-  Scene scene(2);
-  AddMesh(scene.model(0), {3, 4, 3}, {});
-  ScMaterials *m = AddMaterials(scene.model(1), 1);
-  AddTexture(m, "t");
-  AddTexture(m, "s");
-  VKOptimizeInfo *info = VKGetOptimizeInfo(&scene.list, 0x06000000);  // -co34
-  ASSERT_NE(info, nullptr);
-  const VKMaterialGroup &def = info->mnlist[0].defaultGroup;
   EXPECT_EQ(def.material, nullptr);
-  EXPECT_EQ(def.texture, -1);
-  EXPECT_EQ(ListIndexes(def.lists[kVKListTriangles], scene.model(0)->mesh), (std::vector<int>{0, 2}));
+  EXPECT_EQ(ListIndexes(def.lists[kVKListTriangles], scene.model(1)->mesh), (std::vector<int>{0, 2}));
   EXPECT_EQ(def.lists[kVKListQuads].count, 1);
-  EXPECT_EQ(info->materialCount, 1);
-  EXPECT_EQ(info->textureCount, 2);
-  EXPECT_EQ(info->uniqueTextureCount, 2);
-  // The first texture of the chain ("s", added last) is the material's.
-  EXPECT_EQ(info->mlist[0].textureNumber, 0);
-  EXPECT_STREQ(VKUniqueTexture(info, 1)->texture->picname, "t");
+  EXPECT_EQ(info->materialCount, 4);
   VKFreeOptimizeInfo(info);
 }
 

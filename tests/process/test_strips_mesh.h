@@ -209,18 +209,22 @@ inline Decoded Decode(const ScMesh *mesh) {
   return d;
 }
 
-// Captures what is printed on the warning stream while alive.
-class WarningCapture {
+// Captures what a console stream prints while alive (the warning stream by
+// default).
+class Capture {
  public:
-  WarningCapture() : file_(std::tmpfile()), old_(WarningStream()) { SetWarningStream(file_); }
-  ~WarningCapture() {
-    SetWarningStream(old_);
+  explicit Capture(FILE *(*get)() = WarningStream, void (*set)(FILE *) = SetWarningStream)
+      : file_(std::tmpfile()), old_(get()), set_(set) {
+    set_(file_);
+  }
+  ~Capture() {
+    set_(old_);
     std::fclose(file_);
   }
   std::string Text() {
     std::fflush(file_);
-    std::string text;
     std::rewind(file_);
+    std::string text;
     for (int ch; (ch = std::fgetc(file_)) != EOF;) text.push_back(static_cast<char>(ch));
     return text;
   }
@@ -228,6 +232,7 @@ class WarningCapture {
  private:
   FILE *file_;
   FILE *old_;
+  void (*set_)(FILE *);
 };
 
 }  // namespace striptest

@@ -85,7 +85,7 @@ TEST(Tags, TableOfNames) {
       m->textures = ScTextureAlloc(1);
       m->nbTexture = 1;
     }
-    striptest::WarningCapture capture;
+    striptest::Capture capture;
     VKParseMaterialTags(m, c.writeFlags);
     EXPECT_EQ(m->attrflags, c.wantFlags) << std::hex << m->attrflags;
     EXPECT_EQ(m->outputFlags, c.wantOut) << std::hex << m->outputFlags;
@@ -121,23 +121,6 @@ TEST(Tags, AlphaDiffuseAndUnnamedMaterials) {
   EXPECT_EQ(unnamed->outputFlags, kW);
 }
 
-TEST(Tags, NodeMaterialsReportEmissionNormalRequests) {
-  ScModel *model = ScModelAlloc("node");
-  model->materials = ScMaterialsAlloc(3);
-  model->nbMaterial = 2;  // the third entry is past the count
-  const char *names[] = {"Ee", "U2", "En"};
-  int i = 0;
-  for (ScMaterials *m = model->materials; m != nullptr; m = m->next) {
-    m->name = ScVStrdup(names[i++]);
-    m->diffuse[3] = 1.0f;
-    m->textures = ScTextureAlloc(1);
-    m->nbTexture = 1;
-  }
-  uint32_t all = VKParseNodeMaterials(model, kW);
-  EXPECT_EQ(all, kW | kModelEmissionNormal | 2);
-  EXPECT_EQ(model->materials->next->next->outputFlags, 0u);  // not parsed
-}
-
 TEST(Tags, WriteFlagsFromTheCommandLineWords) {
   struct Case {
     uint32_t model, output, chunk;
@@ -162,10 +145,6 @@ TEST(Tags, WriteFlagsFromTheCommandLineWords) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
   ScModel *model = ScModelAlloc("lamp");
   model->materials = ScMaterialsAlloc(1);
@@ -184,16 +163,9 @@ TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
   list.slist = slist;
   list.node_n = 1;
 
-  FILE *file = std::tmpfile();
-  FILE *old = InfoStream();
-  SetInfoStream(file);
+  striptest::Capture info(InfoStream, SetInfoStream);
   VKApplyMaterialTags(&list, kW);
-  SetInfoStream(old);
-  std::rewind(file);
-  char text[64] = {};
-  EXPECT_NE(std::fgets(text, sizeof text, file), nullptr);
-  std::fclose(file);
-  EXPECT_STREQ(text, "[MODEL EMISSION NORMAL]");
+  EXPECT_EQ(info.Text(), "[MODEL EMISSION NORMAL]");
   EXPECT_EQ(model->mesh->vertices[0].normal[0], 1.0f);
   EXPECT_EQ(model->materials->attrflags, kDefault | 0x00600000);
 }
