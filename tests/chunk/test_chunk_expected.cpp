@@ -22,16 +22,21 @@ namespace {
 using chunktest::RunOptions;
 using chunktest::TestTriangle;
 
-ScObject *BoxScene() {
+// `woodName` names the textured material; null leaves the object without
+// materials.
+ScObject *BoxScene(const char *woodName = "wood") {
   // UV: u = x / 2, v = y (the writer prints trunc(u * 256), trunc((1 - v) * 256)).
   const std::vector<TestTriangle> triangles = {
       {{{0, 0.0f, 0.0f}, {1, 0.5f, 0.0f}, {2, 0.0f, 1.0f}}, 0},
       {{{2, 0.0f, 1.0f}, {1, 0.5f, 0.0f}, {3, 0.5f, 1.0f}}, 0},
       {{{1, 0.5f, 0.0f}, {4, 1.0f, 0.0f}, {3, 0.5f, 1.0f}}, 1},
   };
+  std::vector<chunktest::TestMaterial> materials;
+  if (woodName)
+    materials = {{woodName, {0.8f, 0.6f, 0.4f, 1.0f}, {1, 1, 1, 1}, 8.0f, "wood.bmp"},
+                 {"stone", {0.2f, 0.2f, 0.2f, 1.0f}, {1, 1, 1, 1}, 8.0f, nullptr}};
   return chunktest::MakeScene("box", {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 0, 0}}, triangles,
-                              {{"wood", {0.8f, 0.6f, 0.4f, 1.0f}, {1, 1, 1, 1}, 8.0f, "wood.bmp"},
-                               {"stone", {0.2f, 0.2f, 0.2f, 1.0f}, {1, 1, 1, 1}, 8.0f, nullptr}});
+                              materials);
 }
 
 class ChunkExpected : public ::testing::Test {
@@ -234,8 +239,7 @@ namespace {
 TEST_F(ChunkExpected, MaterialAndTextureChunksByOption) {
   struct Case {
     const char *what;
-    const char *firstName;  // name (with tags) of the textured material
-    bool materials;         // false: the object has no material list
+    const char *firstName;  // name (with tags) of the textured material; null: no materials
     uint32_t outputFlags;
     uint32_t chunkFlags;
     std::vector<std::string> present;
@@ -243,38 +247,28 @@ TEST_F(ChunkExpected, MaterialAndTextureChunksByOption) {
   };
   const std::string kTid = "\tCnkT_TID( 0x0|FDA_100 ), _TID( FFM_BF, 0 ),\n";
   const Case cases[] = {
-      {"-dma: no material chunk, the texture chunk stays", "wood", true, 0, 0x8000, {kTid, "\tCnkS_UVN( 0x0 )"},
+      {"-dma: no material chunk, the texture chunk stays", "wood", 0, 0x8000, {kTid, "\tCnkS_UVN( 0x0 )"},
        {"CnkM_"}},
-      {"-delmat: the textured group keeps only its texture; the next group writes the full chunk", "wood", true, 0,
+      {"-delmat: the textured group keeps only its texture; the next group writes the full chunk", "wood", 0,
        0x10000, {kTid, "\tCnkM_DAS( FBS_SA|FBD_ISA ), 6,\n\tMDiff( 255, 51, 51, 51 ),"}, {"MDiff( 255, 204"}},
-      {"environment mapping drops the UV", "Ewood", true, 0, 0, {"\tCnkS( FST_ENV ), 6, _NB( UFO_0, 1 ),\n"},
+      {"environment mapping drops the UV", "Ewood", 0, 0, {"\tCnkS( FST_ENV ), 6, _NB( UFO_0, 1 ),\n"},
        {"Uvn("}},
-      {"-euv keeps the UV of an environment-mapped group", "Ewood", true, 0, 0x1000,
+      {"-euv keeps the UV of an environment-mapped group", "Ewood", 0, 0x1000,
        {"\tCnkS_UVN( FST_ENV ), 14,"}, {}},
-      {"-nodiffuse: a textured group's diffuse is white", "wood", true, 0x80000000, 0,
+      {"-nodiffuse: a textured group's diffuse is white", "wood", 0x80000000, 0,
        {"\tMDiff( 255, 255, 255, 255 ),\n"}, {"MDiff( 255, 204"}},
-      {"-delambi: no ambient part", "wood", true, 0, 0x100,
+      {"-delambi: no ambient part", "wood", 0, 0x100,
        {"\tCnkM_DS( FBS_SA|FBD_ISA ), 4,\n", "\tCnkS_UVN( FST_IA ), 14,", "\tCnkS( FST_IA ), 6,"}, {"MAmbi"}},
-      {"-uvh with the tags D and Na", "DNawood", true, 0, 0x4000,
+      {"-uvh with the tags D and Na", "DNawood", 0, 0x4000,
        {"\tCnkM_DS( FBS_SA|FBD_ISA ), 4,\n", "\tCnkS_UVH( FST_IA|FST_DB ), 14,", "Uvh( 512, 0 )"}, {}},
-      {"the default material", nullptr, false, 0, 0,
+      {"the default material", nullptr, 0, 0,
        {"\tCnkM_DAS( FBS_SA|FBD_ISA ), 6,\n\tMDiff( 191, 191, 191, 191 ),\n\tMAmbi( 0, 0, 0, 0 ),\n"
         "\tMSpec( 5, 255, 255, 255 ),\n\tCnkS( 0x0 ), 8, _NB( UFO_0, 1 ),\n"},
        {"CnkT_TID"}},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    std::vector<chunktest::TestMaterial> materials;
-    if (c.materials)
-      materials = {{c.firstName, {0.8f, 0.6f, 0.4f, 1.0f}, {1, 1, 1, 1}, 8.0f, "wood.bmp"},
-                   {"stone", {0.2f, 0.2f, 0.2f, 1.0f}, {1, 1, 1, 1}, 8.0f, nullptr}};
-    const std::vector<TestTriangle> triangles = {
-        {{{0, 0.0f, 0.0f}, {1, 0.5f, 0.0f}, {2, 0.0f, 1.0f}}, 0},
-        {{{2, 0.0f, 1.0f}, {1, 0.5f, 0.0f}, {3, 0.5f, 1.0f}}, 0},
-        {{{1, 0.5f, 0.0f}, {4, 1.0f, 0.0f}, {3, 0.5f, 1.0f}}, 1},
-    };
-    ScObject *scene =
-        chunktest::MakeScene("box", {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 0, 0}}, triangles, materials);
+    ScObject *scene = BoxScene(c.firstName);
     RunOptions options;
     options.outputFlags |= c.outputFlags;
     options.chunkFlags |= c.chunkFlags;
