@@ -377,8 +377,7 @@ std::vector<Token> Tokens(const std::string &text) {
       } else {
         i = j;
       }
-    } else if (std::isdigit(static_cast<unsigned char>(c)) || (c == '-' && i + 1 < text.size() &&
-                                                                 std::isdigit(static_cast<unsigned char>(text[i + 1])))) {
+    } else if (std::isdigit(static_cast<unsigned char>(c))) {
       size_t j = i + 1;
       while (j < text.size() && std::isdigit(static_cast<unsigned char>(text[j]))) ++j;
       Token token;
