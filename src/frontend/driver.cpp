@@ -35,6 +35,7 @@ constexpr const char *kStarSpaces = "*                                          
 constexpr const char *kInputSuffix = ".vka";
 constexpr const char *kBinarySuffix = ".vk";
 constexpr const char *kBackupSuffix = ".bk";
+constexpr const char *kSeparateDataSuffix = ".vad";  // model data beside a separate texture list
 
 // ---- Input-kind test ----------------------------------------------------------
 
@@ -146,7 +147,11 @@ bool MakeBackup(ConvertOptions *options) {
 // where the input stood, so a failed run does not leave the model only under
 // its backup name.
 void RestoreBackupIfNoOutput(const ConvertOptions &options) {
-  if (FileExists(options.outputName)) return;
+  // With a separate texture list the model data goes under ".vad" instead.
+  char written[kNameSize];
+  CopyName(written, options.outputName);
+  if (options.outputFlags & vkopt::kOutSeparateTexList) ReplaceSuffix(written, kSeparateDataSuffix);
+  if (FileExists(written)) return;
   if (std::rename(options.inputName, options.outputName) != 0) {
     PrintNote("Error: Can't restore %s from its backup %s\n", options.outputName, options.inputName);
   }
