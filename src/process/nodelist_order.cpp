@@ -7,20 +7,25 @@
 // positive); a node without ancestors compares 0 with everything. The sort is
 // the exchange sort "for i, for j >= i: swap when compare(i, j) > 0".
 //
-// The exchange sort is quadratic, so it is replayed here instead:
+// The exchange sort is quadratic (also in the swaps it makes), so its result
+// is computed directly:
 //  - nodes without ancestors never move (they compare 0 with everything), so
 //    only the others take part, in the positions they hold;
 //  - among those, "compare > 0" is the lexicographic order of the creation
-//    numbers of the ancestors (a proper prefix coming first), so each node is
-//    given its rank in that order;
-//  - pass i of the exchange sort keeps a holder at position i that trades
-//    places with each later entry of strictly lower rank; a segment tree of
-//    rank minima finds each such entry directly, so a pass costs one search
-//    per swap it makes.
-// When creation numbers repeat, the ranks would not reproduce the
+//    numbers of the ancestors (a proper prefix coming first), so the result
+//    lists the classes of equal ancestry in that order;
+//  - within one class K the order is fixed by the passes that place the
+//    smaller nodes. Seen from K, each such pass removes the first smaller
+//    node of the sequence and, when the sequence starts with a run of K
+//    nodes, moves the first of that run to the end of the run. So with the K
+//    nodes grouped into runs by the number t of smaller nodes in front of
+//    them, and s smaller nodes in all, the class order is a queue that takes
+//    run t and then turns by one (front to back) for t = 0 .. s-1, and finally
+//    takes run s.
+// When creation numbers repeat, this order would not reproduce the
 // comparison, and the literal exchange sort runs instead.
 #include <algorithm>
-#include <climits>
+#include <deque>
 #include <unordered_map>
 #include <vector>
 
@@ -76,40 +81,40 @@ bool HasRepeatedIds(ScNode **list, int count) {
   return false;
 }
 
-// Minimum tree over ranks with "first position after p holding a rank below
-// x".
-class MinTree {
+// Counts of marked positions in front of a position.
+class PositionCounter {
  public:
-  explicit MinTree(const std::vector<int> &values) {
-    size_ = 1;
-    while (size_ < static_cast<int>(values.size())) size_ *= 2;
-    tree_.assign(2 * static_cast<size_t>(size_), INT_MAX);
-    for (size_t i = 0; i < values.size(); i++) tree_[size_ + i] = values[i];
-    for (int i = size_ - 1; i >= 1; i--) tree_[i] = std::min(tree_[2 * i], tree_[2 * i + 1]);
+  explicit PositionCounter(int size) : tree_(static_cast<size_t>(size) + 1, 0) {}
+  void Mark(int position) {
+    for (size_t i = static_cast<size_t>(position) + 1; i < tree_.size(); i += i & (~i + 1)) tree_[i]++;
   }
-
-  void Set(int position, int value) {
-    int i = size_ + position;
-    tree_[i] = value;
-    for (i /= 2; i >= 1; i /= 2) tree_[i] = std::min(tree_[2 * i], tree_[2 * i + 1]);
+  int Before(int position) const {
+    int count = 0;
+    for (size_t i = static_cast<size_t>(position); i > 0; i -= i & (~i + 1)) count += tree_[i];
+    return count;
   }
-
-  // First position q > p with value < x, or -1.
-  int FirstBelowAfter(int p, int x) const { return Find(1, 0, size_, p + 1, x); }
 
  private:
-  int Find(int node, int lo, int hi, int from, int x) const {
-    if (hi <= from || tree_[node] >= x) return -1;
-    if (hi - lo == 1) return lo;
-    const int mid = (lo + hi) / 2;
-    const int left = Find(2 * node, lo, mid, from, x);
-    if (left >= 0) return left;
-    return Find(2 * node + 1, mid, hi, from, x);
-  }
-
-  int size_ = 1;
   std::vector<int> tree_;
 };
+
+// Turns the queue by `turns` steps, front to back, the short way round.
+void Turn(std::deque<int> &queue, long turns) {
+  const long size = static_cast<long>(queue.size());
+  if (size < 2) return;
+  long r = turns % size;
+  if (r <= size / 2) {
+    for (; r > 0; r--) {
+      queue.push_back(queue.front());
+      queue.pop_front();
+    }
+  } else {
+    for (r = size - r; r > 0; r--) {
+      queue.push_front(queue.back());
+      queue.pop_back();
+    }
+  }
+}
 
 }  // namespace
 
@@ -128,34 +133,31 @@ void ScSortByAncestry(ScNode **list, int count) {
 
   std::vector<ScNode *> items(m);
   for (int k = 0; k < m; k++) items[k] = list[positions[k]];
+  // Participants by ancestry, equal ancestries in list order.
   std::vector<int> byKey(m);
   for (int k = 0; k < m; k++) byKey[k] = k;
-  std::sort(byKey.begin(), byKey.end(), [&](int a, int b) { return AncestryLess(items[a], items[b]); });
-  std::vector<int> rank(m);
-  int current = 0;
-  for (int k = 0; k < m; k++) {
-    if (k > 0 && !AncestryEqual(items[byKey[k - 1]], items[byKey[k]])) current++;
-    rank[byKey[k]] = current;
-  }
+  std::stable_sort(byKey.begin(), byKey.end(), [&](int a, int b) { return AncestryLess(items[a], items[b]); });
 
-  // order[k]: the item at participating position k; replay the passes.
-  std::vector<int> order(m);
-  for (int k = 0; k < m; k++) order[k] = k;
-  MinTree tree(rank);
-  for (int i = 0; i < m; i++) {
-    int holder = order[i];
-    int p = i;
-    for (;;) {
-      const int q = tree.FirstBelowAfter(p, rank[holder]);
-      if (q < 0) break;
-      const int next = order[q];
-      order[q] = holder;
-      tree.Set(q, rank[holder]);
-      holder = next;
-      p = q;
+  std::vector<int> order;
+  order.reserve(static_cast<size_t>(m));
+  PositionCounter smallerBefore(m);
+  int smaller = 0;
+  for (int first = 0; first < m;) {
+    int end = first + 1;
+    while (end < m && AncestryEqual(items[byKey[first]], items[byKey[end]])) end++;
+    std::deque<int> queue;
+    int run = 0;
+    for (int k = first; k < end; k++) {
+      const int t = smallerBefore.Before(byKey[k]);
+      Turn(queue, t - run);
+      queue.push_back(byKey[k]);
+      run = t;
     }
-    order[i] = holder;
-    tree.Set(i, INT_MAX);
+    Turn(queue, smaller - run);
+    order.insert(order.end(), queue.begin(), queue.end());
+    for (int k = first; k < end; k++) smallerBefore.Mark(byKey[k]);
+    smaller += end - first;
+    first = end;
   }
   for (int k = 0; k < m; k++) list[positions[k]] = items[order[k]];
 }
