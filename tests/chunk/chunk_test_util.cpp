@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 
 #include "chunk/chunk_writer.h"
@@ -21,20 +20,19 @@ int RunWriter(ScObject *scene, const std::string &outputName, uint32_t chunkFlag
   const float rotation[3] = {0, 0, 0};
   ScNodeList *list = ScGetNodeList(scene, modelFlags, outputFlags, stripFlags, rotation);
   if (listOut) *listOut = list;
-  if (!list) return -1;
   char name[kNameSize];
   std::snprintf(name, sizeof name, "%s", outputName.c_str());
   GlobalIndexBlock globalIndex{};
-  return VKWriteChunkModel(list, "in.vka", name, &globalIndex, "", chunkFlags);
+  return list ? VKWriteChunkModel(list, "in.vka", name, &globalIndex, "", chunkFlags) : -1;
 }
 
-void AddStrip(const std::vector<int> &v, bool left, std::vector<std::array<int, 3>> &out) {
+void AddStrip(const std::vector<int> &v, bool left, std::vector<Triangle> &out) {
   for (size_t i = 0; i + 2 < v.size(); ++i)
-    out.push_back(left == (i % 2 == 0) ? std::array{v[i], v[i + 1], v[i + 2]} : std::array{v[i + 1], v[i], v[i + 2]});
+    out.push_back(left == (i % 2 == 0) ? Triangle{v[i], v[i + 1], v[i + 2]} : Triangle{v[i + 1], v[i], v[i + 2]});
 }
 
-std::vector<std::array<int, 3>> Normalized(std::vector<std::array<int, 3>> triangles) {
-  for (auto &t : triangles)
+std::vector<Triangle> Normalized(std::vector<Triangle> triangles) {
+  for (Triangle &t : triangles)
     while (t[0] > t[1] || t[0] > t[2]) t = {t[1], t[2], t[0]};
   std::sort(triangles.begin(), triangles.end());
   return triangles;
@@ -72,15 +70,15 @@ constexpr int kVertexWords[] = {4, 8, 3, 4, 4, 4, 4, 4, 4, 6, 7, 7, 7, 7, 7, 7, 
 void DecodePolygons(Reader &r, DecodedObject &o) {
   while (r.ok) {
     const int id = static_cast<int>(r.U16() & 0xFF);
+    const bool material = id >= 0x11 && id <= 0x17;
     if (id == 0xFF) return;
-    if (id == 0x08) r.U16();                             // texture id word
-    if (id >= 0x11 && id <= 0x17) r.pos += 2 * r.U16();  // material
-    if (id == 0x00 || id == 0x08 || (id >= 0x11 && id <= 0x17)) continue;
+    if (id == 0x08) r.U16();                   // texture id word
+    if (material) r.pos += 2 * r.U16();
+    if (id == 0x00 || id == 0x08 || material) continue;
     ASSERT_TRUE(id >= 0x38 && id <= 0x48) << "unknown chunk id " << id;
     o.stripChunkIds.push_back(id);
-    const uint32_t size = r.U16();
-    const size_t start = r.pos;
-    const uint32_t countWord = r.U16();
+    const uint32_t size = r.U16(), countWord = r.U16();
+    const size_t start = r.pos - 2;
     const int corners = id == 0x38 ? 3 : id == 0x39 ? 4 : 0, userWords = countWord >> 14;
     const int words = id < 0x40 ? 1 : kStripWords[id - 0x40];
     for (uint32_t s = 0; s < (countWord & 0x3FFF) && r.ok; ++s) {
@@ -89,8 +87,7 @@ void DecodePolygons(Reader &r, DecodedObject &o) {
       for (int i = 0; i < std::abs(length); ++i) {
         v.push_back(static_cast<int>(r.U16()));
         for (int w = 1; w < words; ++w) r.U16();
-        if (corners ? i == corners - 1 : i >= 2)
-          for (int k = 0; k < userWords; ++k) r.U16();
+        for (int k = 0; (corners ? i == corners - 1 : i >= 2) && k < userWords; ++k) r.U16();
       }
       AddPolygon(v, corners, length > 0, o);
     }
@@ -115,9 +112,9 @@ void DecodeVertices(Reader &r, DecodedObject &o) {
       std::array<uint32_t, 8> w{};
       for (int k = 0; k < words; ++k) w[k] = r.U32();
       DecodedVertex &v = o.vertices[offset + i];
-      std::copy_n(w.begin(), 3, v.pos);
+      v.pos = {w[0], w[1], w[2]};
       EXPECT_TRUE(!sh || (w[3] == 0x3F800000u && (!normal || w[7] == 0))) << "VERT_SH or NORM_SH padding";
-      if ((v.hasNormal = normal)) std::copy_n(w.begin() + 3 + sh, 3, v.normal);
+      if ((v.hasNormal = normal)) v.normal = {w[3 + sh], w[4 + sh], w[5 + sh]};
       if ((v.hasPacked = id >= 0x30)) v.packed = w[3];
     }
   }
@@ -137,7 +134,7 @@ std::vector<DecodedObject> DecodeBinary(const std::string &bytes) {
   }
   EXPECT_EQ(end + 8 + word(end + 4), bytes.size());
   // POF0: the pointer offsets as steps of 6, 14 or 30 bits of words (1, 2 or 4 bytes).
-  std::vector<size_t> listed;
+  std::vector<size_t> listed, pointers;
   for (size_t p = end + 8, previous = 0; p < bytes.size();) {
     const int tag = static_cast<uint8_t>(bytes[p]) >> 6, length = tag == 3 ? 4 : tag;
     if (!tag || p + length > bytes.size()) break;  // padding
@@ -146,32 +143,29 @@ std::vector<DecodedObject> DecodeBinary(const std::string &bytes) {
     p += length;
     listed.push_back(previous += n * 4);
   }
-
+  // Object records (EvalFlags, model, 9 transform words, child, sibling),
+  // each followed by its polygon list, vertex list and model record.
   Reader r{bytes, base, end};
-  std::vector<size_t> pointers;
   while (r.ok && r.pos + 52 <= end) {
-    DecodedObject o;
+    DecodedObject &o = objects.emplace_back();
     const size_t record = r.pos - base;
     const uint32_t evalFlags = r.U32(), model = r.U32();
-    for (int i = 0; i < 9; ++i) r.U32();  // position, angle, scale
+    for (int i = 0; i < 9; ++i) r.U32();
     const uint32_t child = r.U32(), sibling = r.U32();
-    if (model) pointers.push_back(record + 4);
-    if (child) pointers.push_back(record + 44);
-    if (sibling) pointers.push_back(record + 48);
-    if ((o.hasModel = !(evalFlags & 0x08))) {
-      const size_t strips = r.pos - base;
-      DecodePolygons(r, o);
-      r.pos = (r.pos + 3) / 4 * 4;
-      const size_t vertices = r.pos - base;
-      DecodeVertices(r, o);
-      const size_t modelRecord = r.pos - base;
-      EXPECT_EQ(model, modelRecord);
-      EXPECT_EQ(r.U32(), vertices);
-      EXPECT_EQ(r.U32(), strips);
-      pointers.insert(pointers.end(), {modelRecord, modelRecord + 4});
-      for (int i = 0; i < 4; ++i) r.U32();  // centre, radius
-    }
-    objects.push_back(std::move(o));
+    for (size_t field : {model ? 4 : 0, child ? 44 : 0, sibling ? 48 : 0})
+      if (field) pointers.push_back(record + field);
+    if (!(o.hasModel = !(evalFlags & 0x08))) continue;
+    const size_t strips = r.pos - base;
+    DecodePolygons(r, o);
+    r.pos = (r.pos + 3) / 4 * 4;
+    const size_t vertices = r.pos - base;
+    DecodeVertices(r, o);
+    const size_t modelRecord = r.pos - base;
+    EXPECT_EQ(model, modelRecord);
+    EXPECT_EQ(r.U32(), vertices);
+    EXPECT_EQ(r.U32(), strips);
+    pointers.insert(pointers.end(), {modelRecord, modelRecord + 4});
+    for (int i = 0; i < 4; ++i) r.U32();  // centre, radius
   }
   EXPECT_TRUE(r.ok && r.pos == end);
   std::sort(pointers.begin(), pointers.end());
@@ -205,9 +199,9 @@ std::vector<Token> Tokens(const std::string &s) {
   return out;
 }
 
-// One pass over an object's text: strip and volume chunks of the polygon
-// list (bare numbers are indices; Uvn( ... ) and the like are skipped) and
-// the lines of the vertex list.
+// One pass over an object's text: the vertex list's macros and the strip and
+// volume chunks of the polygon list (bare numbers are indices; Uvn( ... ) and
+// the like are skipped).
 DecodedObject DecodeAsciiObject(const std::string &body) {
   DecodedObject o;
   o.hasModel = body.find("PLIST      ") != std::string::npos;
@@ -215,20 +209,20 @@ DecodedObject DecodeAsciiObject(const std::string &body) {
   size_t index = 0;
   for (size_t i = 0; i < t.size(); ++i) {
     const std::string &name = t[i].name;
-    const char *args = t[i].args.c_str();
     unsigned a = 0, b = 0, c = 0;
-    if (name == "OffnbIdx" && std::sscanf(args, "%u, %u", &a, &b) == 2) {
+    if (name == "OffnbIdx" && std::sscanf(t[i].args.c_str(), "%u, %u", &a, &b) == 2) {
       index = a;
       o.vertices.resize(std::max<size_t>(o.vertices.size(), a + b));
-    } else if (std::sscanf(args, " 0x%x, 0x%x, 0x%x", &a, &b, &c) == 3 && name.rfind("VERT", 0) == 0) {
-      DecodedVertex &v = o.vertices.at(index++);
-      v.pos[0] = a, v.pos[1] = b, v.pos[2] = c;
-    } else if (name == "NORM32") {
-      DecodedVertex &v = o.vertices.at(index - 1);
-      v.packed = a << 20 | b << 10 | c, v.hasPacked = true;
-    } else if (name == "NORM" || name == "NORM_SH") {
-      DecodedVertex &v = o.vertices.at(index - 1);
-      v.normal[0] = a, v.normal[1] = b, v.normal[2] = c, v.hasNormal = true;
+    }
+    if (std::sscanf(t[i].args.c_str(), " 0x%x, 0x%x, 0x%x", &a, &b, &c) == 3) {
+      if (name == "VERT" || name == "VERT_SH") o.vertices.at(index++).pos = {a, b, c};
+      if (name.rfind("NORM", 0) == 0) {  // NORM, NORM_SH or NORM32 of the last vertex
+        DecodedVertex &v = o.vertices.at(index - 1);
+        if (name == "NORM32")
+          v.packed = a << 20 | b << 10 | c, v.hasPacked = true;
+        else
+          v.normal = {a, b, c}, v.hasNormal = true;
+      }
     }
     if (name.rfind("CnkS", 0) != 0 && name.rfind("CnkO_", 0) != 0) continue;
     const int id = name == "CnkO_P3" ? 0x38 : name == "CnkO_P4" ? 0x39 : name == "CnkO_ST" ? 0x3A : 0x40;
@@ -236,12 +230,9 @@ DecodedObject DecodeAsciiObject(const std::string &body) {
     o.stripChunkIds.push_back(id);
     while (t.at(i).name != "_NB") ++i;
     for (int count = std::stoi(t[i].args.substr(t[i].args.find(',') + 1)); count > 0; --count) {
-      int n = corners;
-      if (!corners) {
-        while (t.at(++i).name.rfind("Strip", 0) != 0) {
-        }
-        n = std::stoi(t[i].args);
+      while (!corners && t.at(++i).name.rfind("Strip", 0) != 0) {
       }
+      const int n = corners ? corners : std::stoi(t[i].args);
       const bool left = corners || t[i].name == "StripL";
       std::vector<int> v;
       while (static_cast<int>(v.size()) < n)

@@ -28,11 +28,10 @@ constexpr int kTriangles[3][4] = {{0, 1, 2, 0}, {2, 1, 3, 0}, {1, 4, 3, 1}};  //
 ScObject *BoxScene(const char *woodName = "wood", bool empty = false) {
   ScObject *scene = ScObjectAlloc("scene", 7);
   ScModel *model = scene->root = ScModelAlloc("box");
-  scene->modelCount = 1;
-  for (float &s : model->OScale) s = 1.0f;
+  scene->modelCount = model->hasMesh = 1;
+  model->OScale[0] = model->OScale[1] = model->OScale[2] = 1.0f;
   const int vertices = empty ? 0 : 5, triangles = empty ? 0 : 3;
   ScMesh *mesh = model->mesh = ScMeshAlloc(vertices, triangles, triangles);
-  model->hasMesh = 1;
   mesh->nbTriangle = triangles;
   for (int i = 0; i < vertices; ++i) {
     std::memcpy(mesh->vertices[i].pos, kPositions[i], sizeof kPositions[i]);
@@ -48,8 +47,7 @@ ScObject *BoxScene(const char *woodName = "wood", bool empty = false) {
     for (int c = 0; c < 3; ++c) {
       ScPolyNode &corner = polygon.corners[c];
       corner.vertex = static_cast<uint16_t>(kTriangles[t][c]);
-      corner.u = kPositions[corner.vertex][0] / 2;
-      corner.v = kPositions[corner.vertex][1];
+      corner.u = kPositions[corner.vertex][0] / 2, corner.v = kPositions[corner.vertex][1];
       corner.normal[2] = 1.0f;
     }
   }
@@ -62,12 +60,10 @@ ScObject *BoxScene(const char *woodName = "wood", bool empty = false) {
     entry->name = ScVStrdup(m ? "stone" : woodName);
     entry->kind = 4;
     std::memcpy(entry->diffuse, diffuse[m], sizeof diffuse[m]);
-    for (float &s : entry->specular) s = 1.0f;
+    entry->specular[0] = entry->specular[1] = entry->specular[2] = entry->specular[3] = 1.0f;
     entry->specularPower = 8.0f;
-    if (m) continue;
-    entry->textures = ScTextureAlloc(1);
-    entry->textures->picname = ScVStrdup("wood.bmp");
-    entry->nbTexture = 1;
+    if (m == 0) entry->textures = ScTextureAlloc(1), entry->textures->picname = ScVStrdup("wood.bmp");
+    entry->nbTexture = m == 0;
   }
   return scene;
 }
@@ -186,48 +182,43 @@ TEST_F(ChunkExpected, BinaryDefaultVertexType) {
 }
 
 // The polygon list of "box" under options and materials: chunk lines that
-// appear in it and lines that do not.
+// appear in the file and one that does not.
 TEST_F(ChunkExpected, MaterialAndTextureChunksByOption) {
   struct Case {
-    const char *what;
-    const char *woodName;
+    const char *what, *woodName;
     uint32_t outputFlags, chunkFlags;
-    std::vector<std::string> present, absent;
+    std::vector<std::string> present;
+    const char *absent = nullptr;
+    bool empty = false;
   };
   const std::string kTid = "\tCnkT_TID( 0x0|FDA_100 ), _TID( FFM_BF, 0 ),\n";
   const Case cases[] = {
-      {"-dma: no material chunk, the texture chunk stays", "wood", 0, 0x8000, {kTid, "\tCnkS_UVN( 0x0 )"},
-       {"CnkM_"}},
+      {"-dma: no material chunk, the texture chunk stays", "wood", 0, 0x8000, {kTid, "\tCnkS_UVN( 0x0 )"}, "CnkM_"},
       {"-delmat: the textured group keeps only its texture; the next group writes the full chunk", "wood", 0,
-       0x10000, {kTid, "\tCnkM_DAS( FBS_SA|FBD_ISA ), 6,\n\tMDiff( 255, 51, 51, 51 ),"}, {"MDiff( 255, 204"}},
-      {"environment mapping drops the UV", "Ewood", 0, 0, {"\tCnkS( FST_ENV ), 6, _NB( UFO_0, 1 ),\n"}, {"Uvn("}},
-      {"-euv keeps the UV of an environment-mapped group", "Ewood", 0, 0x1000, {"\tCnkS_UVN( FST_ENV ), 14,"}, {}},
+       0x10000, {kTid, "\tCnkM_DAS( FBS_SA|FBD_ISA ), 6,\n\tMDiff( 255, 51, 51, 51 ),"}, "MDiff( 255, 204"},
+      {"environment mapping drops the UV", "Ewood", 0, 0, {"\tCnkS( FST_ENV ), 6, _NB( UFO_0, 1 ),\n"}, "Uvn("},
+      {"-euv keeps the UV of an environment-mapped group", "Ewood", 0, 0x1000, {"\tCnkS_UVN( FST_ENV ), 14,"}},
       {"-nodiffuse: a textured group's diffuse is white", "wood", 0x80000000, 0,
-       {"\tMDiff( 255, 255, 255, 255 ),\n"}, {"MDiff( 255, 204"}},
+       {"\tMDiff( 255, 255, 255, 255 ),\n"}, "MDiff( 255, 204"},
       {"-delambi: no ambient part", "wood", 0, 0x100,
-       {"\tCnkM_DS( FBS_SA|FBD_ISA ), 4,\n", "\tCnkS_UVN( FST_IA ), 14,", "\tCnkS( FST_IA ), 6,"}, {"MAmbi"}},
+       {"\tCnkM_DS( FBS_SA|FBD_ISA ), 4,\n", "\tCnkS_UVN( FST_IA ), 14,", "\tCnkS( FST_IA ), 6,"}, "MAmbi"},
       {"-uvh with the tags D and Na", "DNawood", 0, 0x4000,
-       {"\tCnkM_DS( FBS_SA|FBD_ISA ), 4,\n", "\tCnkS_UVH( FST_IA|FST_DB ), 14,", "Uvh( 512, 0 )"}, {}},
+       {"\tCnkM_DS( FBS_SA|FBD_ISA ), 4,\n", "\tCnkS_UVH( FST_IA|FST_DB ), 14,", "Uvh( 512, 0 )"}},
       {"the default material", nullptr, 0, 0,
        {"\tCnkM_DAS( FBS_SA|FBD_ISA ), 6,\n\tMDiff( 191, 191, 191, 191 ),\n\tMAmbi( 0, 0, 0, 0 ),\n"
         "\tMSpec( 5, 255, 255, 255 ),\n\tCnkS( 0x0 ), 8, _NB( UFO_0, 1 ),\n"},
-       {"CnkT_TID"}},
+       "CnkT_TID"},
+      {"a mesh without vertices keeps its vertex chunk head (size 1)", nullptr, 0, 0,
+       {"START\n\tCnkEnd()\nEND\n\nVLIST      vertex_box_box[]\nSTART\n\tCnkV_VN(0, 1),\n\tOffnbIdx(0, 0),\n"
+        "\tCnkEnd()\nEND\n"}, nullptr, true},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    const std::string text = Convert(0x40000001 | c.chunkFlags, 0x38000000 | c.outputFlags, ".vka", BoxScene(c.woodName));
-    const std::string strips = text.substr(text.find("PLIST"), text.find("VLIST") - text.find("PLIST"));
-    for (const std::string &line : c.present) EXPECT_NE(strips.find(line), std::string::npos) << line << strips;
-    for (const std::string &line : c.absent) EXPECT_EQ(strips.find(line), std::string::npos) << line << strips;
+    const std::string text =
+        Convert(0x40000001 | c.chunkFlags, 0x38000000 | c.outputFlags, ".vka", BoxScene(c.woodName, c.empty));
+    for (const std::string &line : c.present) EXPECT_NE(text.find(line), std::string::npos) << line << text;
+    EXPECT_TRUE(!c.absent || text.find(c.absent) == std::string::npos) << c.absent << text;
   }
-}
-
-// A mesh without vertices still gets its vertex chunk head (size 1).
-TEST_F(ChunkExpected, EmptyMeshKeepsItsVertexChunkHead) {
-  EXPECT_NE(Convert(0x40000001, 0x38000000, ".vka", BoxScene(nullptr, true))
-                .find("START\n\tCnkEnd()\nEND\n\nVLIST      vertex_box_box[]\nSTART\n\tCnkV_VN(0, 1),\n"
-                      "\tOffnbIdx(0, 0),\n\tCnkEnd()\nEND\n"),
-            std::string::npos);
 }
 
 }  // namespace

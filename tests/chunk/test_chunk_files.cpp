@@ -12,71 +12,67 @@ namespace {
 
 using vktest::Exists;
 using vktest::ReadFile;
-using vktest::RunVkconv;
 
-// Three objects, two materials, `textures` textures; returns the file.
-std::string Generated(const vktest::ScratchDir &dir, const char *base, int textures) {
-  vktest::VkaGenParams params;
-  params.baseName = base;
-  params.objects = 3;
-  params.materials = 2;
-  params.textures = textures;
-  EXPECT_TRUE(vktest::WriteVka(dir.file(std::string(base) + ".vka"), params));
-  return ReadFile(dir.file(std::string(base) + ".vka"));
-}
-
-bool StartsWith(const std::string &text, const std::string &head) { return text.rfind(head, 0) == 0; }
-
-TEST(ChunkFiles, DefaultRouteAndBinary) {
-  vktest::ScratchDir dir;
-  const std::string input = Generated(dir, "m", 1);
-  EXPECT_EQ(RunVkconv({"m.vka", "-bin"}, dir.path()).status, 0);
-  EXPECT_EQ(ReadFile(dir.file("m.vka")), input);  // -bin leaves the input alone
-  EXPECT_FALSE(Exists(dir.file("m.vka.bk")));
-  EXPECT_EQ(chunktest::DecodeBinary(ReadFile(dir.file("m.vk"))).size(), 3u);
-
-  EXPECT_EQ(RunVkconv({"m.vka"}, dir.path()).status, 0);
-  EXPECT_EQ(ReadFile(dir.file("m.vka.bk")), input);
-  const std::string text = ReadFile(dir.file("m.vka"));
-  EXPECT_TRUE(StartsWith(text,
-                         "/* VKA 0.86alpha1 VorkaAsciiDataMix CnkModel (VKA) */\n\n"
-                         "/* ROOT OBJECT : object_m_o0 n(3) d(2) */\n"
-                         "/* TEXLIST     : texlist_m n(1) */\n\n"));
-  EXPECT_EQ(chunktest::DecodeAscii(text).size(), 3u);
-  EXPECT_FALSE(Exists(dir.file("m.vka.tmp~")));
-}
-
-TEST(ChunkFiles, SeparateTextureListFiles) {
-  vktest::ScratchDir dir, bin, plain;
-  const std::string input = Generated(dir, "s", 2);
-  RunVkconv({"s.vka", "-septex"}, dir.path());
-  // The input is kept as its backup; the model goes under the two new names.
-  EXPECT_EQ(ReadFile(dir.file("s.vka.bk")), input);
-  EXPECT_FALSE(Exists(dir.file("s.vka")));
-  const std::string data = ReadFile(dir.file("s.vad"));
-  EXPECT_TRUE(StartsWith(data,
-                         "/* VAD 0.86alpha1 VorkaAsciiModel (VKA) */\n\n"
-                         "/* ROOT OBJECT : object_s_o0 n(3) d(2) */\n\n"));
-  EXPECT_EQ(data.find("TEXLIST"), std::string::npos);
-  EXPECT_EQ(chunktest::DecodeAscii(data).size(), 3u);
-  EXPECT_EQ(ReadFile(dir.file("s.vat")),
-            "/* VAT 0.86alpha1 VorkaAsciiTexture (VKA) */\n\n/* TEXLIST     : texlist_s n(2) */\n\n"
-            "DEFAULT_START\n\n#ifndef DEFAULT_TEXLIST_NAME\n#define DEFAULT_TEXLIST_NAME texlist_s\n#endif\n"
-            "\nDEFAULT_END\n\n");
-
-  // Binary: the data file holds the VKCM chunk; input untouched.
-  const std::string binInput = Generated(bin, "s", 2);
-  RunVkconv({"s.vka", "-septex", "-bin"}, bin.path());
-  EXPECT_EQ(ReadFile(bin.file("s.vka")), binInput);
-  EXPECT_EQ(chunktest::DecodeBinary(ReadFile(bin.file("s.vkd"))).size(), 3u);
-  EXPECT_TRUE(Exists(bin.file("s.vkt")));
-  EXPECT_FALSE(Exists(bin.file("s.vk")));
-
-  // Without textures there is no texture file.
-  Generated(plain, "p", 0);
-  EXPECT_NE(RunVkconv({"p.vka", "-septex"}, plain.path()).err.find("[There is no texture]"), std::string::npos);
-  EXPECT_TRUE(Exists(plain.file("p.vad")));
-  EXPECT_FALSE(Exists(plain.file("p.vat")));
+TEST(ChunkFiles, WrittenFilesAndBackups) {
+  struct Head {
+    const char *file;
+    std::string text;             // the file's first bytes
+    bool whole = false;           // ... or all of them
+    const char *lacks = nullptr;  // found nowhere in the file
+  };
+  struct Case {
+    std::vector<std::string> args;
+    int textures;
+    const char *input;  // where the input is afterwards
+    std::vector<Head> heads;
+    const char *model;  // holds the three objects: .vk / .vkd binary, else ASCII
+    std::vector<const char *> absent;
+    const char *err = "";
+  };
+  const Case cases[] = {
+      {{"-bin"}, 1, "m.vka", {}, "m.vk", {"m.vka.bk"}},
+      {{}, 1, "m.vka.bk",
+       {{"m.vka", "/* VKA 0.86alpha1 VorkaAsciiDataMix CnkModel (VKA) */\n\n"
+                  "/* ROOT OBJECT : object_m_o0 n(3) d(2) */\n/* TEXLIST     : texlist_m n(1) */\n\n"}},
+       "m.vka", {"m.vka.tmp~"}},
+      // The input is kept as its backup; the model goes under the two new names.
+      {{"-septex"}, 2, "m.vka.bk",
+       {{"m.vad", "/* VAD 0.86alpha1 VorkaAsciiModel (VKA) */\n\n/* ROOT OBJECT : object_m_o0 n(3) d(2) */\n\n"
+                  "\nCNKOBJECT_START\n", false, "TEXLIST"},
+        {"m.vat", "/* VAT 0.86alpha1 VorkaAsciiTexture (VKA) */\n\n/* TEXLIST     : texlist_m n(2) */\n\n"
+                  "DEFAULT_START\n\n#ifndef DEFAULT_TEXLIST_NAME\n#define DEFAULT_TEXLIST_NAME texlist_m\n#endif\n"
+                  "\nDEFAULT_END\n\n", true}},
+       "m.vad", {"m.vka"}},
+      {{"-septex", "-bin"}, 2, "m.vka", {{"m.vkt", ""}}, "m.vkd", {"m.vk"}},
+      {{"-septex"}, 0, "m.vka.bk", {}, "m.vad", {"m.vat"}, "[There is no texture]"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.model + std::to_string(c.textures));
+    vktest::ScratchDir dir;
+    vktest::VkaGenParams params;
+    params.baseName = "m";
+    params.objects = 3;
+    params.materials = 2;
+    params.textures = c.textures;
+    ASSERT_TRUE(vktest::WriteVka(dir.file("m.vka"), params));
+    const std::string input = ReadFile(dir.file("m.vka"));
+    std::vector<std::string> args = {"m.vka"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    const vktest::RunResult run = vktest::RunVkconv(args, dir.path());
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.err.find(c.err), std::string::npos) << run.err;
+    EXPECT_EQ(ReadFile(dir.file(c.input)), input);
+    for (const Head &head : c.heads) {
+      const std::string text = ReadFile(dir.file(head.file));
+      EXPECT_TRUE(Exists(dir.file(head.file))) << head.file;
+      EXPECT_EQ(head.whole ? text : text.substr(0, head.text.size()), head.text);
+      EXPECT_TRUE(!head.lacks || text.find(head.lacks) == std::string::npos) << head.file;
+    }
+    const std::string model = ReadFile(dir.file(c.model));
+    const bool binary = model.rfind("/*", 0) != 0;
+    EXPECT_EQ((binary ? chunktest::DecodeBinary(model) : chunktest::DecodeAscii(model)).size(), 3u);
+    for (const char *file : c.absent) EXPECT_FALSE(Exists(dir.file(file))) << file;
+  }
 }
 
 // 256 x 256 points in one object cannot be indexed by 16-bit strips: the run
@@ -90,7 +86,7 @@ TEST(ChunkFiles, ObjectWithTooManyVerticesIsRefusedBeforeAnyFileIsTouched) {
   ASSERT_TRUE(vktest::WriteVka(dir.file("huge.vka"), params));
   const std::string input = ReadFile(dir.file("huge.vka"));
   for (const char *option : {"-VN", "-bin"}) {
-    const vktest::RunResult run = RunVkconv({"huge.vka", option}, dir.path());
+    const vktest::RunResult run = vktest::RunVkconv({"huge.vka", option}, dir.path());
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.err.find("Object o0 has 65536 vertices"), std::string::npos) << run.err;
     EXPECT_EQ(ReadFile(dir.file("huge.vka")), input);
