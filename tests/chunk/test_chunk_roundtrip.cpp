@@ -24,18 +24,15 @@ using chunktest::Triangle;
 using Word3 = std::array<uint32_t, 3>;
 
 // ---- Decoders of the written files --------------------------------------------------
-struct DecodedVertex {
-  Word3 pos{}, normal{};  // float bit patterns
-  uint32_t packed = 0;    // NORM32 word
-  bool hasNormal = false, hasPacked = false;
-};
-
+// Objects in file order (the ASCII file lists the last node first); a
+// malformed file fails the current test.
 struct DecodedObject {
   bool hasModel = false;
-  std::vector<DecodedVertex> vertices;  // by index
-  std::vector<Triangle> triangles;      // in their own winding
-  int quads = 0;                        // CnkO_P4 f0 f1 f2 f3 gives f0 f1 f2 and f1 f3 f2
-  std::vector<int> stripChunkIds;       // strip and volume chunks (ASCII: 0x40 for any strip)
+  std::vector<Word3> pos, normal;   // float bit patterns by vertex index; no normals: empty
+  std::vector<uint32_t> packed;     // NORM32 words by vertex index; none: empty
+  std::vector<Triangle> triangles;  // in their own winding
+  int quads = 0;                    // CnkO_P4 f0 f1 f2 f3 gives f0 f1 f2 and f1 f3 f2
+  std::vector<int> stripChunkIds;   // strip and volume chunks (ASCII: 0x40 for any strip)
 };
 
 // The indices of a strip, of a CnkO_P3 triangle or of a CnkO_P4 quadrilateral.
@@ -56,8 +53,8 @@ struct Reader {
     return static_cast<uint8_t>(b[pos - 2]) | static_cast<uint8_t>(b[pos - 1]) << 8;
   }
   uint32_t U32() {
-    const uint32_t lo = U16();
-    return lo | U16() << 16;
+    const uint32_t low = U16();
+    return low | U16() << 16;
   }
 };
 
@@ -105,15 +102,15 @@ void DecodeVertices(Reader &r, DecodedObject &o) {
     const int offset = index & 0xFFFF, count = index >> 16, words = kVertexWords[id - 0x20];
     EXPECT_EQ(head >> 16, 1u + count * words);
     const bool sh = id <= 0x21, normal = id == 0x21 || (id >= 0x29 && id <= 0x2F);
-    o.vertices.resize(std::max<size_t>(o.vertices.size(), offset + count));
-    for (int i = 0; i < count && r.ok; ++i) {
+    const size_t size = std::max<size_t>(o.pos.size(), offset + count);
+    o.pos.resize(size), o.normal.resize(normal ? size : 0), o.packed.resize(id >= 0x30 ? size : 0);
+    for (int i = offset; i < offset + count && r.ok; ++i) {
       std::array<uint32_t, 8> w{};
       for (int k = 0; k < words; ++k) w[k] = r.U32();
-      DecodedVertex &v = o.vertices[offset + i];
-      v.pos = {w[0], w[1], w[2]};
+      o.pos[i] = {w[0], w[1], w[2]};
       EXPECT_TRUE(!sh || (w[3] == 0x3F800000u && (!normal || w[7] == 0))) << "VERT_SH or NORM_SH padding";
-      if ((v.hasNormal = normal)) v.normal = {w[3 + sh], w[4 + sh], w[5 + sh]};
-      if ((v.hasPacked = id >= 0x30)) v.packed = w[3];
+      if (normal) o.normal[i] = {w[3 + sh], w[4 + sh], w[5 + sh]};
+      if (id >= 0x30) o.packed[i] = w[3];
     }
   }
 }
@@ -139,8 +136,7 @@ std::vector<DecodedObject> DecodeBinary(const std::string &bytes) {
     p += length;
     listed.push_back(previous += n * 4);
   }
-  // Objects in file order (the ASCII file lists the last node first); a
-// malformed file fails the current test. Object records (EvalFlags, model, 9 transform words, child, sibling),
+  // Object records (EvalFlags, model, 9 transform words, child, sibling),
   // each followed by its polygon list, vertex list and model record.
   Reader r{bytes, base, end};
   while (r.ok && r.pos + 52 <= end) {
@@ -205,19 +201,12 @@ DecodedObject DecodeAsciiObject(const std::string &body) {
   for (size_t i = 0; i < t.size(); ++i) {
     const std::string &name = t[i].name;
     unsigned a = 0, b = 0, c = 0;
-    if (name == "OffnbIdx" && std::sscanf(t[i].args.c_str(), "%u, %u", &a, &b) == 2) {
-      index = a;
-      o.vertices.resize(std::max<size_t>(o.vertices.size(), a + b));
-    }
-    if (std::sscanf(t[i].args.c_str(), " 0x%x, 0x%x, 0x%x", &a, &b, &c) == 3) {
-      if (name == "VERT" || name == "VERT_SH") o.vertices.at(index++).pos = {a, b, c};
-      if (name.rfind("NORM", 0) == 0) {  // NORM, NORM_SH or NORM32 of the last vertex
-        DecodedVertex &v = o.vertices.at(index - 1);
-        if (name == "NORM32")
-          v.packed = a << 20 | b << 10 | c, v.hasPacked = true;
-        else
-          v.normal = {a, b, c}, v.hasNormal = true;
-      }
+    if (name == "OffnbIdx" && std::sscanf(t[i].args.c_str(), "%u, %u", &a, &b) == 2)
+      index = a, o.pos.resize(std::max<size_t>(o.pos.size(), a + b));
+    if (std::sscanf(t[i].args.c_str(), " 0x%x, 0x%x, 0x%x", &a, &b, &c) == 3) {  // of the vertex last read
+      if (name == "VERT" || name == "VERT_SH") o.pos.at(index++) = {a, b, c};
+      if (name == "NORM" || name == "NORM_SH") o.normal.resize(o.pos.size()), o.normal.at(index - 1) = {a, b, c};
+      if (name == "NORM32") o.packed.resize(o.pos.size()), o.packed.at(index - 1) = a << 20 | b << 10 | c;
     }
     if (name.rfind("CnkS", 0) != 0 && name.rfind("CnkO_", 0) != 0) continue;
     const int id = name == "CnkO_P3" ? 0x38 : name == "CnkO_P4" ? 0x39 : name == "CnkO_ST" ? 0x3A : 0x40;
@@ -299,18 +288,17 @@ class ChunkRoundTrip : public ::testing::Test {
                       uint32_t volume) {
     const ScMesh *mesh = ScGetMesh(node->model);
     ASSERT_TRUE(mesh && object.hasModel);
-    ASSERT_EQ(static_cast<int>(object.vertices.size()), mesh->nbVertex);
-    const bool normals = kind & 0x40000000, packed = kind & 0x20000000;
+    std::vector<Word3> pos, normal;
+    std::vector<uint32_t> packed;
     for (int v = 0; v < mesh->nbVertex; ++v) {
       const float *p = mesh->vertices[v].pos, *n = mesh->vertices[v].normal;
-      const DecodedVertex &d = object.vertices[v];
-      SCOPED_TRACE(v);
-      ASSERT_EQ(d.pos, (Word3{Bits(p[0] * scale), Bits(p[1] * scale), Bits(p[2] * scale)}));
-      ASSERT_EQ(d.hasNormal, normals);
-      ASSERT_EQ(d.normal, (normals ? Word3{Bits(n[0]), Bits(n[1]), Bits(n[2])} : Word3{}));
-      ASSERT_EQ(d.hasPacked, packed);
-      ASSERT_EQ(d.packed, packed ? VKPackNORM32(n[0], n[1], n[2]) : 0u);
+      pos.push_back({Bits(p[0] * scale), Bits(p[1] * scale), Bits(p[2] * scale)});
+      if (kind & 0x40000000) normal.push_back({Bits(n[0]), Bits(n[1]), Bits(n[2])});
+      if (kind & 0x20000000) packed.push_back(VKPackNORM32(n[0], n[1], n[2]));
     }
+    EXPECT_EQ(object.pos, pos);
+    EXPECT_EQ(object.normal, normal);
+    EXPECT_EQ(object.packed, packed);
     std::vector<Triangle> expected;
     for (int p = 0; p < mesh->nbPolygon; ++p) {
       const ScPolyNode *c = mesh->polygons[p].corners;
