@@ -1,5 +1,4 @@
-// Helpers of the Chunk-model writer tests: a quiet console, in-process runs
-// of the writer, strips read back as triangles.
+// Helpers of the Chunk-model writer tests.
 #pragma once
 
 #include <algorithm>
@@ -46,7 +45,7 @@ inline void AddStrip(const std::vector<int> &v, bool left, std::vector<Triangle>
     out.push_back(left == (i % 2 == 0) ? Triangle{v[i], v[i + 1], v[i + 2]} : Triangle{v[i + 1], v[i], v[i + 2]});
 }
 
-// Triangles rotated so that the smallest index comes first (winding kept), sorted.
+// Rotated so that the smallest index comes first (winding kept), sorted.
 inline std::vector<Triangle> Normalized(std::vector<Triangle> triangles) {
   for (Triangle &t : triangles)
     while (t[0] > t[1] || t[0] > t[2]) t = {t[1], t[2], t[0]};

@@ -31,9 +31,6 @@ TEST(Encoding, Packers) {
             0xF841FFFFu);
   // Intensities: white is 32640, pure red trunc(0.299 x 255 x 128) = 9759.
   EXPECT_EQ(VKPackD16S16(VKIntensity(255, 255, 255), VKIntensity(255, 0, 0)), 0x7F80261Fu);
-  // Two strips of 3 and 1 triangles (8 vertices), UVN, no user words: 8 x 3 + 2 + 1 = 27, made 28.
-  EXPECT_EQ(VKEvenSize(VKStripChunkSize(4, 2, 0, 3)), 28);
-  EXPECT_EQ(VKCountWord(2, 5), 0x8005);
 }
 
 TEST(Encoding, ChunkKindsAreUniqueInIdOrderAndFoundBothWays) {
