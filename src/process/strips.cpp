@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frontend/console.h"
+#include "frontend/options.h"
 #include "process/nodelist.h"
 #include "process/optimize.h"
 #include "process/strips_chain.h"
@@ -20,8 +21,6 @@ namespace {
 using vkstrip::ChainEntry;
 using vkstrip::Slot;
 
-constexpr uint32_t kOutputPolyVertexNormal = 0x4000;  // -pvn
-constexpr uint32_t kOutputPolyVertexColour = 0x2000;  // -pvc
 constexpr float kStripAngleLimit = 999.0f;
 constexpr float kSquareAngleLimit = 0.1f;
 constexpr double kUvTolerance = 0.0039;
@@ -61,12 +60,12 @@ void TryJoin(ChainEntry *chain, const ScVertex *vertices, const EdgeRecord &A, c
   const ScPolyNode &aa = CornerA(pa, A), &ab = CornerB(pa, A);
   const ScPolyNode &ba = CornerA(pb, B), &bb = CornerB(pb, B);
 
-  if (options.outputFlags & kOutputPolyVertexNormal) {
+  if (options.outputFlags & vkopt::kOutPolyVertexNormal) {
     for (int c = 0; c < 3; ++c) {
       if (!(std::fabs(aa.normal[c] - ba.normal[c]) < kNormalTolerance)) return;
     }
   }
-  if (options.outputFlags & kOutputPolyVertexColour) {
+  if (options.outputFlags & vkopt::kOutPolyVertexColour) {
     for (int c = 0; c < 4; ++c) {
       if (aa.color[c] != ba.color[c]) return;
     }

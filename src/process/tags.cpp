@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "frontend/console.h"
+#include "frontend/options.h"
 #include "process/geometry.h"
 #include "process/nodelist.h"
 #include "scene/records.h"
@@ -49,11 +50,6 @@ constexpr uint32_t kWriteTextures = 0x40000000;
 constexpr uint32_t kWriteTags = 0x80000000;
 constexpr uint32_t kWriteIgnoreEnv = 0x00008000;
 constexpr uint32_t kWriteIgnoreDiffuse = 0x00040000;
-
-constexpr uint32_t kModelNoTexture = 0x00000002;  // -notexture
-constexpr uint32_t kModelNoFlags = 0x00001000;    // -noflags
-constexpr uint32_t kChunkDeleteAll = 0x00008000;  // -dma
-constexpr uint32_t kChunkDeleteTex = 0x00010000;  // -delmat
 
 // ---- attrflags bits ----------------------------------------------------------
 
@@ -292,16 +288,16 @@ uint32_t VKMakeWriteFlags(uint32_t modelFlags, uint32_t outputFlags, uint32_t ch
     uint32_t word = m.word == Word::Model ? modelFlags : m.word == Word::Output ? outputFlags : chunkFlags;
     if (word & m.bit) flags |= m.writeBit;
   }
-  if ((chunkFlags & kChunkDeleteTex) && !(chunkFlags & kChunkDeleteAll)) {
+  if ((chunkFlags & vkopt::kChunkDeleteTexMaterials) && !(chunkFlags & vkopt::kChunkDeleteAllMaterials)) {
     flags |= kWriteDeleteTexMaterials;
   }
   if (sourceKind == 1) flags |= kWriteSourceKind1;
-  if (modelFlags & kModelNoTexture) {
+  if (modelFlags & vkopt::kModelNoTexture) {
     flags &= ~(kWriteSourceKind1 | kWriteTexListSection);
   } else {
     flags |= kWriteTextures;
   }
-  if (!(modelFlags & kModelNoFlags)) flags |= kWriteTags;
+  if (!(modelFlags & vkopt::kModelNoFlags)) flags |= kWriteTags;
   return flags;
 }
 
