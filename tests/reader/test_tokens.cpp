@@ -11,22 +11,19 @@
 
 namespace {
 
-using vkreader::LineReader;
-using vkreader::LineTokens;
+using Strings = std::vector<std::string>;
 
-std::vector<std::string> Tokens(std::string line) {
-  LineTokens tokens{};
+Strings Tokens(std::string line) {
+  vkreader::LineTokens tokens{};
   vkreader::Tokenize(&tokens, line.data());
-  std::vector<std::string> out;
+  Strings out;
   for (int i = 0; i < tokens.count; i++) out.emplace_back(tokens[i]);
   return out;
 }
 
-using Strings = std::vector<std::string>;
-
 TEST(TokensTest, SeparatorsAndBraces) {
   struct Case {
-    const char *line;
+    std::string line;
     Strings tokens;
   } cases[] = {
       {"", {}},
@@ -42,54 +39,39 @@ TEST(TokensTest, SeparatorsAndBraces) {
       {"/* comment */", {"/", "comment", "/"}},
   };
   for (const Case &c : cases) EXPECT_EQ(Tokens(c.line), c.tokens) << c.line;
+  std::string line;  // 1023 characters, the most tokens a line can hold
+  for (int i = 0; i < 511; i++) line += "1 ";
+  Strings most(511, "1");
+  most.push_back("9");
+  EXPECT_EQ(Tokens(line + "9"), most);
 }
 
 TEST(TokensTest, NumberConversions) {
-  using vkreader::Decimal16;
-  using vkreader::DecimalValue;
-  using vkreader::HexValue;
-  using vkreader::RealValue;
-  EXPECT_EQ(DecimalValue("123"), 123);
-  EXPECT_EQ(DecimalValue("-45,"), -45);
-  EXPECT_EQ(DecimalValue("12abc"), 12);
-  EXPECT_EQ(DecimalValue("abc"), 0);
-  EXPECT_EQ(DecimalValue("-"), 0);
+  using namespace vkreader;
+  const std::pair<const char *, int32_t> decimals[] = {{"123", 123}, {"-45,", -45}, {"12abc", 12}, {"abc", 0}, {"-", 0}};
+  for (auto [token, value] : decimals) EXPECT_EQ(DecimalValue(token), value) << token;
   EXPECT_EQ(Decimal16("70000"), 4464);
   EXPECT_EQ(Decimal16("-1"), 0xFFFF);
-  EXPECT_EQ(HexValue("0x94002400"), 2483037184u);
-  EXPECT_EQ(HexValue("0x0"), 0u);
-  EXPECT_EQ(HexValue("0XfF"), 255u);
-  EXPECT_EQ(HexValue("c000"), 0xC000u);
-  EXPECT_EQ(HexValue("0x12g4"), 0x12u);
-  EXPECT_EQ(HexValue("zz"), 0u);
-  EXPECT_FLOAT_EQ(RealValue("-1.500000F"), -1.5f);
-  EXPECT_FLOAT_EQ(RealValue("0.25"), 0.25f);
-  EXPECT_FLOAT_EQ(RealValue("1.5e"), 1.5f);   // the exponent's '+' cut the token
-  EXPECT_FLOAT_EQ(RealValue("02F"), 2.0f);
-  EXPECT_FLOAT_EQ(RealValue("2.5e-1F"), 0.25f);
-  EXPECT_FLOAT_EQ(RealValue(".5"), 0.5f);
-  EXPECT_FLOAT_EQ(RealValue("7."), 7.0f);
-  EXPECT_FLOAT_EQ(RealValue("x1"), 0.0f);
-  EXPECT_FLOAT_EQ(RealValue("0x10"), 0.0f);
-  EXPECT_FLOAT_EQ(RealValue("-.F"), 0.0f);
+  const std::pair<const char *, uint32_t> hex[] = {{"0x94002400", 0x94002400u}, {"0x0", 0}, {"0XfF", 255},
+                                                   {"c000", 0xC000},           {"0x12g4", 0x12}, {"zz", 0}};
+  for (auto [token, value] : hex) EXPECT_EQ(HexValue(token), value) << token;
+  // "1.5e" and "02F": an exponent's '+' cuts the token.
+  const std::pair<const char *, float> reals[] = {{"-1.500000F", -1.5f}, {"0.25", 0.25f}, {"1.5e", 1.5f}, {"02F", 2},
+                                                  {"2.5e-1F", 0.25f},    {".5", 0.5f},    {"7.", 7},      {"x1", 0},
+                                                  {"0x10", 0},           {"-.F", 0},      {"1e-99", 0}};
+  for (auto [token, value] : reals) EXPECT_FLOAT_EQ(RealValue(token), value) << token;
   EXPECT_TRUE(std::isinf(RealValue("1e99")));
-  EXPECT_FLOAT_EQ(RealValue("1e-99"), 0.0f);
 }
 
 TEST(TokensTest, LongLinesAreReadInPiecesAndCounted) {
   vktest::ScratchDir dir;
   const std::string path = dir.file("lines.txt");
-  std::string text = "first line\n";
-  text += std::string(1500, 'a') + "\n";
-  text += "\n";
-  text += "last line without end";
-  ASSERT_TRUE(vktest::WriteFile(path, text));
+  ASSERT_TRUE(vktest::WriteFile(path, "first line\n" + std::string(1500, 'a') + "\n\nlast line without end"));
   std::FILE *file = std::fopen(path.c_str(), "r");
   ASSERT_NE(file, nullptr);
-  LineReader reader(file);
+  vkreader::LineReader reader(file);
   struct Expect {
-    int line;
-    int count;
+    int line, count;
     size_t firstLength;
   } expected[] = {{1, 2, 5}, {2, 1, 1023}, {3, 1, 477}, {4, 0, 0}, {5, 4, 4}};
   for (const Expect &e : expected) {
@@ -104,16 +86,6 @@ TEST(TokensTest, LongLinesAreReadInPiecesAndCounted) {
   EXPECT_EQ(reader.line(), 1);
   EXPECT_EQ(reader.first(), "first");
   std::fclose(file);
-}
-
-TEST(TokensTest, MostTokensOnOneLine) {
-  std::string line;
-  for (int i = 0; i < 511; i++) line += "1 ";
-  line += "9";  // 1023 characters, 512 tokens
-  LineTokens tokens{};
-  vkreader::Tokenize(&tokens, line.data());
-  EXPECT_EQ(tokens.count, 512);
-  EXPECT_EQ(tokens[511], "9");
 }
 
 }  // namespace
