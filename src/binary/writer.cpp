@@ -81,6 +81,7 @@ FILE *VKWriteOpenFile(const char *name) {
     std::atexit(vkbin::RemoveUnfinishedOutput);
     vkbin::gExitHookInstalled = true;
   }
+  AddFatalCleanup(vkbin::RemoveUnfinishedOutput);
   WriterState &state = State();
   state.file = file;
   state.ownsFile = true;

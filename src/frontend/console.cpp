@@ -47,7 +47,30 @@ void CopyBounded(char *dest, const char *text, size_t room) {
   dest[length] = '\0';
 }
 
+constexpr int kMaxFatalCleanups = 4;
+FatalCleanup gFatalCleanups[kMaxFatalCleanups] = {};
+int gFatalCleanupCount = 0;
+
+void RunFatalCleanups() {
+  while (gFatalCleanupCount > 0) gFatalCleanups[--gFatalCleanupCount]();
+}
+
 }  // namespace
+
+void AddFatalCleanup(FatalCleanup cleanup) {
+  for (int i = 0; i < gFatalCleanupCount; i++) {
+    if (gFatalCleanups[i] == cleanup) return;
+  }
+  if (gFatalCleanupCount < kMaxFatalCleanups) gFatalCleanups[gFatalCleanupCount++] = cleanup;
+}
+
+void RemoveFatalCleanup(FatalCleanup cleanup) {
+  int kept = 0;
+  for (int i = 0; i < gFatalCleanupCount; i++) {
+    if (gFatalCleanups[i] != cleanup) gFatalCleanups[kept++] = gFatalCleanups[i];
+  }
+  gFatalCleanupCount = kept;
+}
 
 FILE *MessageStream() { return Get(kMessage); }
 FILE *InfoStream() { return Get(kInfo); }
@@ -99,16 +122,19 @@ void PrintNote(const char *format, ...) {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
 
-// Fatal stops end the process at once without running any clean-up; the
-// streams are flushed first so that nothing printed so far is lost.
+// Fatal stops end the process at once: only the registered file clean-ups run
+// (newest first, each once, so a clean-up that stops fatally cannot loop), and
+// the streams are flushed so that nothing printed so far is lost.
 void FatalError(const char *format, const char *tag) {
   PrintError(format, tag);
+  RunFatalCleanups();
   std::fflush(nullptr);
   std::_Exit(0);
 }
 
 void FatalPlain(const char *format, const char *tag) {
   std::fprintf(stderr, format, tag);
+  RunFatalCleanups();
   std::fflush(nullptr);
   std::_Exit(0);
 }

@@ -24,6 +24,13 @@ void PrintError(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void PrintWarning(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void PrintNote(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
+// File clean-ups that a fatal stop runs before it ends the process (removing
+// an unfinished output, putting the input back from its backup), newest first.
+// Registering a clean-up twice keeps one entry.
+using FatalCleanup = void (*)();
+void AddFatalCleanup(FatalCleanup cleanup);
+void RemoveFatalCleanup(FatalCleanup cleanup);
+
 // Prints through PrintError and ends the process with status 0.
 [[noreturn]] void FatalError(const char *format, const char *tag);
 // Prints straight to stderr and ends the process with status 0.

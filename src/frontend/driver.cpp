@@ -157,6 +157,24 @@ void RestoreBackupIfNoOutput(const ConvertOptions &options) {
   }
 }
 
+// The options of a run whose input has been moved to its backup, for a fatal
+// stop to put the input back when no output has been written.
+const ConvertOptions *gMovedInputRun = nullptr;
+
+void RestoreBackupOnFatalStop() {
+  if (gMovedInputRun != nullptr) RestoreBackupIfNoOutput(*gMovedInputRun);
+  gMovedInputRun = nullptr;
+}
+
+void GuardMovedInput(const ConvertOptions *options) {
+  gMovedInputRun = options;
+  if (options != nullptr) {
+    AddFatalCleanup(RestoreBackupOnFatalStop);
+  } else {
+    RemoveFatalCleanup(RestoreBackupOnFatalStop);
+  }
+}
+
 int RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary) {
   if (!chunkOutput) {
     PrintError("Error: Not support Chunk Model to Basic Model\n");
@@ -198,6 +216,7 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
       ScFreeAll();
       return 0;
     }
+    GuardMovedInput(options);
   } else {
     CopyName(options->outputName, options->inputName);
   }
@@ -213,6 +232,7 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
     options->scene = nullptr;
     std::fprintf(stderr, "Error : Bad nodelist\n");
     if (movedInput) RestoreBackupIfNoOutput(*options);
+    GuardMovedInput(nullptr);
     return 0;
   }
 
@@ -224,6 +244,7 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
   route.writer(options->nodeList, options->inputName, options->outputName, &options->globalIndex,
                options->texturePath, options->chunkFlags);
   if (movedInput) RestoreBackupIfNoOutput(*options);
+  GuardMovedInput(nullptr);
   ScFreeAll();
   return 0;
 }

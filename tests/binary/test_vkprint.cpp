@@ -314,6 +314,7 @@ TEST(VKPrintDeathTest, BadRewriteEndsTheProcessAndLeavesTheOldFile) {
   EXPECT_EXIT(rewrite(8, 4), ::testing::ExitedWithCode(0), "Error: Bad bc RewriteBytes");
   EXPECT_EXIT(rewrite(3, 2), ::testing::ExitedWithCode(0), "Error: Can't rewrite run over current bc");
   EXPECT_EQ(vktest::ReadFile(name), "good old file");
+  EXPECT_FALSE(vktest::Exists(name + ".tmp~"));  // the fatal stop removed the unfinished output
 }
 
 }  // namespace

@@ -105,6 +105,14 @@ TEST(Driver, BasicInputRunsTheChunkRouteAndKeepsABackup) {
   EXPECT_EQ(ReadFile(dir.file("ship.vka")), converted);
   EXPECT_EQ(ReadFile(dir.file("ship.vka.bk")), sample);
 
+  // A fatal stop after the backup was made (-GM on a hierarchy) puts the
+  // input back: no backup, no output, no unfinished file.
+  ASSERT_TRUE(WriteFile(dir.file("stop.vka"), sample));
+  EXPECT_NE(RunVkconv({"stop.vka", "-GM"}, dir.path()).err.find("##### Error : Bad Model pointer\n"),
+            std::string::npos);
+  EXPECT_EQ(ReadFile(dir.file("stop.vka")), sample);
+  EXPECT_FALSE(Exists(dir.file("stop.vka.bk")));
+
   // A non-empty folder in the backup's place can be neither deleted nor
   // replaced: nothing is written.
   ASSERT_TRUE(WriteFile(dir.file("new.vka"), sample));
