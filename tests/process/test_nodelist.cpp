@@ -1,37 +1,45 @@
-// The node list on hand-built scenes: walk order, links, transforms, boxes,
-// global freeze, bone removal, instances and polygon conversion.
+// The node list: walk order, links, transforms, boxes, global freeze, bone
+// removal and polygon conversion on hand-built scenes; the ancestry sort and
+// linking and the instance sources against literal algorithms on random ones.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "process/geometry.h"
+#include "process/nodelist_internal.h"
 #include "process_util.h"
 
 namespace {
 
+using ptest::Printed;
 using ptest::SceneBuilder;
 using ptest::Vec3;
-using Build = void (*)(SceneBuilder &);
+using Scene = void (*)(SceneBuilder &);
 
 constexpr uint32_t kRemoveBones = 0x00000001, kQuadsTo3 = 0x00100000, kLargeTo3 = 0x00200000;
 constexpr uint32_t kGlobalFreeze = 0x00010000, kBuildMap = 0x00008000, kVertexColor = 0x00002000;
-
-ScModel *Meshed(ScModel *model) { return SceneBuilder::GivePointMesh(model), model; }
 
 class NodeListTest : public ::testing::Test {
  protected:
   void SetUp() override { ptest::FreshAllocator(); }
   void TearDown() override { ScFreeAll(); }
-  ScNodeList *Make(uint32_t model = 0, uint32_t output = 0, Build build = nullptr) {
-    if (build) ptest::FreshAllocator(), builder = SceneBuilder(), build(builder);
+  // The node list of the scene so far, or of a fresh one that `scene`
+  // builds; `printed` gets what the build prints.
+  ScNodeList *Make(uint32_t model = 0, uint32_t output = 0, Scene scene = nullptr, std::string *printed = nullptr) {
+    if (scene) ptest::FreshAllocator(), b = SceneBuilder(), scene(b);
     const float rotation[3] = {0, 0, 0};
-    return ScGetNodeList(builder.scene(), model, output, 0, rotation);
+    ScNodeList *list = nullptr;
+    const std::string text = Printed([&] { list = ScGetNodeList(b.scene(), model, output, 0, rotation); });
+    EXPECT_EQ(text, printed ? *printed : "");
+    return list;
   }
-  // The list holds these names in order, its tree is the one `parents`
-  // (list positions, -1 for the root level) describes, children and
-  // siblings in list order, with depths and positions to match.
+  // The list holds these names in order, and its tree is the one `parents`
+  // (list positions, -1 for the root level) describes, children and siblings
+  // in list order, with depths and positions to match.
   static void ExpectTree(const ScNodeList *list, const std::vector<std::string> &names, const std::vector<int> &parents) {
     ASSERT_EQ(list->node_n, static_cast<int>(names.size()));
     ScNode **s = list->slist;
@@ -51,51 +59,44 @@ class NodeListTest : public ::testing::Test {
       EXPECT_EQ(s[i]->model->listIndex, i);
     }
   }
-  SceneBuilder builder;
-  ptest::Capture console;
+  SceneBuilder b;
 };
 
 TEST_F(NodeListTest, PlainWalkOrderDepthsLinksAndInfobits) {
-  ScModel *root = Meshed(builder.Add("root", nullptr)), *a = Meshed(builder.Add("a", root));
-  Meshed(builder.Add("b", root)), Meshed(builder.Add("a1", a));
+  ScModel *root = b.Add("root", nullptr, true), *a = b.Add("a", root, true);
+  b.Add("b", root, true), b.Add("a1", a, true);
   ptest::GiveMaterials(root, 1);
   ScNodeList *list = Make();
   ASSERT_NE(list, nullptr);
   ExpectTree(list, {"root", "a", "a1", "b"}, {-1, 0, 1, 0});
   EXPECT_EQ(list->max_depth, 2);
   EXPECT_EQ(list->nomat_model_n, 3);
-  EXPECT_EQ(console.Text(), "");
-
-  const struct {
-    const char *name;
-    Build build;
-    uint32_t infobits;
-  } cases[] = {
-      {"plain", [](SceneBuilder &b) { Meshed(b.Add("r", nullptr)); }, 0},
-      {"scaled", [](SceneBuilder &b) { Meshed(b.Add("r", nullptr, {}, {}, {1, 1.0002f, 1})); }, 0x20},
-      {"meshless root", [](SceneBuilder &b) { Meshed(b.Add("c", b.Add("r", nullptr))); }, 0x02},
-      {"meshless inner node", [](SceneBuilder &b) { Meshed(b.Add("c", b.Add("bone", Meshed(b.Add("r", nullptr))))); },
+  EXPECT_EQ(list->infobits, 0u);
+  const struct { const char *name; Scene scene; uint32_t infobits; } cases[] = {
+      {"scaled", [](SceneBuilder &b) { b.Add("r", nullptr, true, {}, {}, {1, 1.0002f, 1}); }, 0x20},
+      {"meshless root", [](SceneBuilder &b) { b.Add("c", b.Add("r", nullptr, false), true); }, 0x02},
+      {"meshless inner node", [](SceneBuilder &b) { b.Add("c", b.Add("bone", b.Add("r", nullptr, true), false), true); },
        0x01},
-      {"both", [](SceneBuilder &b) { Meshed(b.Add("c", b.Add("bone", b.Add("r", nullptr)))); }, 0x03},
-      {"eval flag 2", [](SceneBuilder &b) { Meshed(b.Add("r", nullptr))->EvalFlags = 2; }, 0x10},
+      {"both", [](SceneBuilder &b) { b.Add("c", b.Add("bone", b.Add("r", nullptr, false), false), true); }, 0x03},
+      {"eval flag 2", [](SceneBuilder &b) { b.Add("r", nullptr, true)->EvalFlags = 2; }, 0x10},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
-    ScNodeList *one = Make(0, 0, c.build);
+    ScNodeList *one = Make(0, 0, c.scene);
     ASSERT_NE(one, nullptr);
     EXPECT_EQ(one->infobits, c.infobits);
   }
-  ASSERT_NE(Make(0, kVertexColor), nullptr);
-  EXPECT_EQ(console.Text(), "\n##### Warning : Can't find vertex color data.\n");
+  std::string warning = "\n##### Warning : Can't find vertex color data.\n";
+  EXPECT_NE(Make(0, kVertexColor, nullptr, &warning), nullptr);
 }
 
 TEST_F(NodeListTest, NodeMatricesAndBoxesFollowTheTransforms) {
   // The parent at (0, 2, 0) turned a quarter about Z; the child at (1, 0, 0)
   // with scale 2.
-  ScModel *parent = builder.Add("parent", nullptr, {0, 2, 0}, {0, 0, 1.5707964f});
-  ScModel *child = builder.Add("child", parent, {1, 0, 0}, {}, {2, 2, 2});
-  SceneBuilder::GiveMesh(parent, {{-1, -2, -3}, {3, 4, 1}});
-  SceneBuilder::GiveMesh(child, {{0, 0, 0}, {1, 0, 0}});
+  ScModel *parent = b.Add("parent", nullptr, false, {0, 2, 0}, {0, 0, 1.5707964f});
+  ScModel *child = b.Add("child", parent, false, {1, 0, 0}, {}, {2, 2, 2});
+  ptest::GiveMesh(parent, {{-1, -2, -3}, {3, 4, 1}}, {});
+  ptest::GiveMesh(child, {{0, 0, 0}, {1, 0, 0}}, {});
   ScNodeList *list = Make();
   ASSERT_NE(list, nullptr);
   ScNode *p = list->slist[0], *c = list->slist[1];
@@ -104,26 +105,22 @@ TEST_F(NodeListTest, NodeMatricesAndBoxesFollowTheTransforms) {
   // z) -> (-y, x + 2, z) takes the corners to (2, 1, -3) and (-4, 5, 1). The
   // child's points go to (0, 3, 0) and, scaled, moved, turned and moved, to
   // (0, 5, 0).
-  const struct {
-    const ScBox &box;
-    Vec3 min, max, average;
-    float radius;
-  } boxes[] = {
+  const struct { const ScBox &box; Vec3 min, max, average; float radius; } boxes[] = {
       {p->bbox.local, {-1, -2, -3}, {3, 4, 1}, {1, 1, -1}, std::sqrt(13.0f)},
       {p->bbox.world, {-4, 1, -3}, {2, 5, 1}, {-1, 3, -1}, std::sqrt(13.0f)},
-      {c->bbox.world, {0, 3, 0}, {0, 5, 0}, {0, 4, 0}, 1.0f},
-  };
-  for (const auto &b : boxes) {
+      {c->bbox.world, {0, 3, 0}, {0, 5, 0}, {0, 4, 0}, 1.0f}};
+  for (const auto &x : boxes) {
     for (int k = 0; k < 3; k++) {
-      EXPECT_NEAR(b.box.min[k], b.min[k], 1e-5);
-      EXPECT_NEAR(b.box.max[k], b.max[k], 1e-5);
-      EXPECT_NEAR(b.box.average[k], b.average[k], 1e-5);
+      EXPECT_NEAR(x.box.min[k], x.min[k], 1e-5);
+      EXPECT_NEAR(x.box.max[k], x.max[k], 1e-5);
+      EXPECT_NEAR(x.box.average[k], x.average[k], 1e-5);
     }
-    EXPECT_NEAR(b.box.radius, b.radius, 1e-5);
+    EXPECT_NEAR(x.box.radius, x.radius, 1e-5);
   }
   // Root matrix = world; the child's takes a point where its world matrix
   // and then the parent's inverse take it: its own scale 2 and move (1, 0, 0).
   for (int i = 0; i < 12; i++) EXPECT_EQ(p->matrix[i], parent->matrixA[i]);
+  for (int i = 0; i < 12; i++) EXPECT_EQ(c->shadow[i], c->matrix[i]);
   float inverse[12];
   ScMatrixCopy(parent->matrixA, inverse);
   ScMatrixInvert(inverse);
@@ -136,94 +133,84 @@ TEST_F(NodeListTest, NodeMatricesAndBoxesFollowTheTransforms) {
   }
   EXPECT_NEAR(c->matrix[0], 2.0f, 1e-3);
   EXPECT_NEAR(c->matrix[9], 1.0f, 1e-3);
-  for (int i = 0; i < 12; i++) EXPECT_EQ(c->shadow[i], c->matrix[i]);
   EXPECT_EQ(c->trans[0], 1.0f);
   EXPECT_EQ(c->scaling[0], 2.0f);
   EXPECT_EQ(p->rot[2], 1.5707964f);
 }
 
 TEST_F(NodeListTest, GlobalFreezeFlattensAndMovesVertices) {
-  ScModel *parent = Meshed(builder.Add("parent", nullptr, {0, 2, 0}));
-  ScModel *child = builder.Add("child", parent, {1, 0, 0}, {0, 0, 1.5707964f});
-  ScModel *grandchild = Meshed(builder.Add("grandchild", child));
-  ScMesh *moved = SceneBuilder::GiveMesh(builder.Add("other", parent, {1, 0, 0}), {{0, 0, 0}, {-1, 0.5f, 3}});
-  ScMesh *mesh = SceneBuilder::GiveMesh(child, {{0, 0, 0}, {1, 1, 1}}, {{0, 1, 0}});
+  ScModel *parent = b.Add("parent", nullptr, true, {0, 2, 0});
+  ScModel *child = b.Add("child", parent, false, {1, 0, 0}, {0, 0, 1.5707964f});
+  ScModel *grandchild = b.Add("grandchild", child, true);
+  ScMesh *moved = ptest::GiveMesh(b.Add("other", parent, false, {1, 0, 0}), {{0, 0, 0}, {-1, 0.5f, 3}}, {});
+  ScMesh *mesh = ptest::GiveMesh(child, {{0, 0, 0}, {1, 1, 1}}, {{0, 1, 0}});
   ScPolygon &polygon = mesh->polygons[0];
   mesh->vertices[1].normal[0] = 2, polygon.normal[1] = 1, polygon.corners[1].normal[0] = 3;
-  mesh->vertices[1].normal[2] = polygon.normal[2] = polygon.corners[1].normal[2] = 0;
-  ScNodeList *list = Make(0, kGlobalFreeze);
+  mesh->vertices[1].normal[2] = polygon.normal[2] = 0;
+  std::string printed = "[GLOBAL FREEZE] ";
+  ScNodeList *list = Make(0, kGlobalFreeze, nullptr, &printed);
   ASSERT_NE(list, nullptr);
-  EXPECT_EQ(console.Text(), "[GLOBAL FREEZE] ");
   ExpectTree(list, {"parent", "child", "grandchild", "other"}, {-1, -1, -1, -1});
   for (int i = 0; i < list->node_n; i++) EXPECT_EQ(list->slist[i]->matrix[0], 1.0f);
-  // The child's points turn a quarter about Z and move by (1, 2, 0); its
+  // The child's points turn a quarter about Z and move by (1, 2, 0), its
   // normals turn and become unit; "other" moves by (1, 2, 0).
-  const struct {
-    const float *got;
-    Vec3 want;
-  } checks[] = {{mesh->vertices[0].pos, {1, 2, 0}},     {mesh->vertices[1].pos, {0, 3, 1}},
-                {mesh->vertices[1].normal, {0, 1, 0}},  {polygon.normal, {-1, 0, 0}},
-                {polygon.corners[1].normal, {0, 1, 0}}, {grandchild->mesh->vertices[0].pos, {1, 2, 0}},
-                {moved->vertices[0].pos, {1, 2, 0}},    {moved->vertices[1].pos, {0, 2.5f, 3}}};
+  const struct { const float *got; Vec3 want; } checks[] = {
+      {mesh->vertices[0].pos, {1, 2, 0}},     {mesh->vertices[1].pos, {0, 3, 1}},
+      {mesh->vertices[1].normal, {0, 1, 0}},  {polygon.normal, {-1, 0, 0}},
+      {polygon.corners[1].normal, {0, 1, 0}}, {grandchild->mesh->vertices[0].pos, {1, 2, 0}},
+      {moved->vertices[0].pos, {1, 2, 0}},    {moved->vertices[1].pos, {0, 2.5f, 3}}};
   for (const auto &c : checks)
     for (int k = 0; k < 3; k++) EXPECT_NEAR(c.got[k], c.want[k], 1e-5) << &c - checks << " " << k;
 }
 
 TEST_F(NodeListTest, FatalStopsEndTheRunWithStatusZero) {
-  ScModel *root = Meshed(builder.Add("root", nullptr));
-  Meshed(builder.Add("child", root));
-  EXPECT_EXIT((SetMessageStream(stderr), SetErrorStream(stderr), Make(0, kGlobalFreeze | kBuildMap)),
-              ::testing::ExitedWithCode(0),
+  b.Add("child", b.Add("root", nullptr, true), true);
+  const float rotation[3] = {0, 0, 0};
+  EXPECT_EXIT(ScGetNodeList(b.scene(), 0, kGlobalFreeze | kBuildMap, 0, rotation), ::testing::ExitedWithCode(0),
               "^\\[GLOBAL FREEZE\\] \\[BUILD MAP\\] \n##### Error : Bad Model pointer\n$");
-  root->mesh = nullptr;
-  EXPECT_EXIT((SetErrorStream(stderr), Make()), ::testing::ExitedWithCode(0), "Error : Bad Mesh Pointer\n$");
+  b.scene()->root->mesh = nullptr;
+  EXPECT_EXIT(ScGetNodeList(b.scene(), 0, 0, 0, rotation), ::testing::ExitedWithCode(0), "Error : Bad Mesh Pointer\n$");
 }
 
 TEST_F(NodeListTest, BoneRemovalReparentsAndFoldsTheBones) {
   const struct {
     const char *what;
-    Build build;
+    Scene scene;
     std::vector<std::string> names;
     std::vector<int> parents;
-    Vec3 trans, rot;  // of the list's third node, or second when there are two
+    Vec3 trans, rot;  // of the list's third node, or second of two
   } cases[] = {
-      // Translation: the bone's (0,5,0) plus the leaf's (1,0,0) turned 0.5
-      // about Z. Side's ancestry [root] is shorter than leaf's [root, bone];
-      // side hangs under a mesh-bearing parent, so leaf goes under root.
+      // The leaf's translation: the bone's (0,5,0) plus its own (1,0,0)
+      // turned 0.5 about Z. Side's ancestry [root] is shorter than leaf's
+      // [root, bone]; side hangs under a mesh-bearing parent, so leaf goes
+      // under root.
       {"turned bone",
        [](SceneBuilder &b) {
-         ScModel *root = Meshed(b.Add("root", nullptr)), *bone = b.Add("bone", root, {0, 5, 0}, {0, 0, 0.5f});
-         Meshed(b.Add("leaf", bone, {1, 0, 0}, {0.25f, 0, 0})), Meshed(b.Add("side", root));
+         ScModel *root = b.Add("root", nullptr, true);
+         b.Add("leaf", b.Add("bone", root, false, {0, 5, 0}, {0, 0, 0.5f}), true, {1, 0, 0}, {0.25f, 0, 0});
+         b.Add("side", root, true);
        },
-       {"root", "side", "leaf"}, {-1, 0, 0}, {std::cos(0.5f), 5.0f + std::sin(0.5f), 0}, {0.25f, 0, 0.5f}},
+       {"root", "side", "leaf"}, {-1, 0, 0}, {std::cos(0.5f), 5 + std::sin(0.5f), 0}, {0.25f, 0, 0.5f}},
       {"plain bone",
-       [](SceneBuilder &b) { Meshed(b.Add("leaf", b.Add("bone", Meshed(b.Add("root", nullptr)), {0, 5, 0}), {1, 0, 0})); },
+       [](SceneBuilder &b) { b.Add("leaf", b.Add("bone", b.Add("root", nullptr, true), false, {0, 5, 0}), true, {1, 0, 0}); },
        {"root", "leaf"}, {-1, 0}, {1, 5, 0}, {0, 0, 0}},
       // A mesh-less root stays. Ancestries by creation number, root-most
       // first: thigh [root, hip] is a prefix of shin's [root, hip, thigh,
       // knee]; tail [root, hipbone] meets only the root.
       {"mesh-less root",
        [](SceneBuilder &b) {
-         ScModel *root = b.Add("root", nullptr, {0, 0, 1});
-         ScModel *thigh = Meshed(b.Add("thigh", b.Add("hip", root), {0, -1, 0}));
-         Meshed(b.Add("shin", b.Add("knee", thigh), {0, -1, 0}, {0, 0, 3.0f}));
-         Meshed(b.Add("tail", b.Add("hipbone", root), {0, 0, -1}));
+         ScModel *root = b.Add("root", nullptr, false, {0, 0, 1});
+         ScModel *thigh = b.Add("thigh", b.Add("hip", root, false), true, {0, -1, 0});
+         b.Add("shin", b.Add("knee", thigh, false), true, {0, -1, 0}, {0, 0, 3.0f});
+         b.Add("tail", b.Add("hipbone", root, false), true, {0, 0, -1});
        },
        {"root", "thigh", "shin", "tail"}, {-1, 0, 1, 0}, {0, -1, 0}, {0, 0, 3.0f}},
-      // Equal ancestries come out reversed by the exchange sort.
-      {"equal ancestries",
-       [](SceneBuilder &b) {
-         ScModel *root = Meshed(b.Add("root", nullptr)), *bone = b.Add("bone", root);
-         Meshed(b.Add("c1", bone)), Meshed(b.Add("c2", bone)), Meshed(b.Add("q", root));
-       },
-       {"root", "q", "c2", "c1"}, {-1, 0, 0, 0}, {0, 0, 0}, {0, 0, 0}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
-    ptest::Capture capture;
-    ScNodeList *list = Make(kRemoveBones, 0, c.build);
+    std::string printed = "[REMOVE BONES] ";
+    ScNodeList *list = Make(kRemoveBones, 0, c.scene, &printed);
     ASSERT_NE(list, nullptr);
-    EXPECT_EQ(capture.Text(), "[REMOVE BONES] ");
     ExpectTree(list, c.names, c.parents);
     const ScNode *node = list->slist[std::min(2, list->node_n - 1)];
     for (int k = 0; k < 3; k++) {
@@ -233,34 +220,11 @@ TEST_F(NodeListTest, BoneRemovalReparentsAndFoldsTheBones) {
   }
 }
 
-TEST_F(NodeListTest, InstancesShareTheFirstNodeOfTheirName) {
-  ScModel *root = Meshed(builder.Add("root", nullptr)), *proto = Meshed(builder.Add("proto", root));
-  Meshed(builder.Add("pchild", proto));
-  for (const char *source : {"proto", "proto", "Proto"})  // case matters
-    Meshed(builder.Add("copy", root))->instroot = ScVStrdup(source);
-  Meshed(builder.Add("proto", root));  // a later node of the same name
-  ScNodeList *list = Make();
-  ASSERT_NE(list, nullptr);
-  EXPECT_EQ(console.Text(), "[INSTANCE MODEL 3/7] ");
-  EXPECT_EQ(list->inst_obj_n, 3);
-  ScNode **s = list->slist;
-  EXPECT_EQ(s[3]->inst_src, s[1]);
-  EXPECT_EQ(s[4]->inst_src, s[1]);
-  EXPECT_EQ(s[5]->inst_src, nullptr);
-  EXPECT_EQ(s[1]->inst_n, 2);
-  EXPECT_EQ(s[6]->inst_n, 0);
-  EXPECT_EQ(s[2]->child_inst_n, 2);
-}
-
 TEST_F(NodeListTest, PolygonConversionPatterns) {
-  // Source polygons: a triangle, a quad, a pentagon, a hexagon; per output
-  // polygon, its corners' numbers in the source.
-  const struct {
-    uint32_t bits;
-    const char *tag;
-    std::vector<std::vector<int>> corners;
-    int triangles, quads;
-  } cases[] = {
+  // Source polygons p = 0..3: a triangle, a quad, a pentagon, a hexagon, of
+  // material p % 2, corner k at vertex 10 * p + k. Per output polygon: its
+  // source's corners.
+  const struct { uint32_t bits; std::string tag; std::vector<std::vector<int>> corners; int triangles, quads; } cases[] = {
       {kLargeTo3, "[POLYN to POLY3] ",
        {{0, 1, 2}, {0, 1, 2, 3}, {0, 1, 4}, {1, 2, 4}, {4, 2, 3}, {0, 1, 5}, {1, 2, 5}, {5, 2, 4}, {2, 3, 4}}, 8, 1},
       {kQuadsTo3, "[POLY4 to POLY3] ", {{0, 1, 2}, {0, 1, 3}, {1, 2, 3}, {0, 1, 2, 3, 4}, {0, 1, 2, 3, 4, 5}}, 3, 0},
@@ -271,38 +235,37 @@ TEST_F(NodeListTest, PolygonConversionPatterns) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.tag);
-    ptest::FreshAllocator();
-    builder = SceneBuilder();
-    ptest::Capture capture;
-    ScModel *model = builder.Add("m", nullptr);
-    // Corner k of source polygon p is vertex 10 * p + k; material p % 2.
-    ScMesh *mesh = SceneBuilder::GiveMesh(model, std::vector<Vec3>(40),
-                                          {{0, 1, 2}, {10, 11, 12, 13}, {20, 21, 22, 23, 24}, {30, 31, 32, 33, 34, 35}});
-    ptest::GiveMaterials(model, 2);
-    for (int p = 0; p < 4; p++) mesh->polygons[p].materialId = p % 2;
-    ScAttribute *attributes = mesh->attributes;
-    ASSERT_NE(Make(c.bits), nullptr);
-    EXPECT_EQ(capture.Text(), c.tag);
+    std::string printed = c.tag;
+    static ScAttribute *attributes;
+    ScNodeList *list = Make(c.bits, 0, [](SceneBuilder &b) {
+      ScModel *m = b.Add("m", nullptr, false);
+      ScMesh *mesh = ptest::GiveMesh(m, std::vector<Vec3>(40), {{0, 1, 2}, {10, 11, 12, 13}, {20, 21, 22, 23, 24},
+                                                               {30, 31, 32, 33, 34, 35}});
+      for (int p = 0; p < 4; p++) mesh->polygons[p].materialId = p % 2;
+      ptest::GiveMaterials(m, 2);
+      attributes = mesh->attributes;
+    }, &printed);
+    ASSERT_NE(list, nullptr);
+    const ScModel *model = list->slist[0]->model;
     const ScMesh *result = model->mesh;
-    ASSERT_EQ(result->nbPolygon, static_cast<int>(c.corners.size()));
-    EXPECT_EQ(result->attributes, attributes);
+    EXPECT_EQ(result->attributes, attributes);  // shared, not copied
     EXPECT_EQ(result->nbVertex, 40);
     EXPECT_EQ(result->nbTriangle, c.triangles);
     EXPECT_EQ(result->nbQuad, c.quads);
+    std::vector<std::vector<int>> corners;
     int counts[2][3] = {};  // per material: triangles, quads, larger
     for (int p = 0; p < result->nbPolygon; p++) {
       const ScPolygon &polygon = result->polygons[p];
-      ASSERT_EQ(polygon.nbCorner, c.corners[p].size());
       const int source = polygon.corners[0].vertex / 10;
+      corners.emplace_back();
+      for (int k = 0; k < polygon.nbCorner; k++) corners.back().push_back(polygon.corners[k].vertex - 10 * source);
+      for (int k = 0; k < polygon.nbCorner; k++) EXPECT_EQ(polygon.corners[k].u, polygon.corners[k].vertex * 0.01f);
       EXPECT_EQ(polygon.index, p);
       EXPECT_EQ(polygon.attribute, &attributes[source]);
       EXPECT_EQ(polygon.materialId, source % 2);
-      for (int k = 0; k < polygon.nbCorner; k++) {
-        EXPECT_EQ(polygon.corners[k].vertex, 10 * source + c.corners[p][k]) << "polygon " << p << " corner " << k;
-        EXPECT_EQ(polygon.corners[k].u, c.corners[p][k]);  // the whole corner is copied
-      }
       counts[source % 2][std::min(polygon.nbCorner - 3, 2)]++;
     }
+    EXPECT_EQ(corners, c.corners);
     for (const ScMaterials *m = model->materials; m; m = m->next) {
       const int *want = counts[m == model->materials ? 0 : 1];
       EXPECT_EQ(m->nbPolyTriangle, want[0]);
@@ -310,6 +273,132 @@ TEST_F(NodeListTest, PolygonConversionPatterns) {
       EXPECT_EQ(m->nbPolyLarge, want[2]);
     }
   }
+}
+
+// ---- The ancestry sort and link against the literal algorithms -------------
+
+// Compares the ancestries root-most first by creation number; of a prefix
+// and a longer ancestry, by how much of the first is left.
+int LiteralCompare(const ScNode *a, const ScNode *b) {
+  if (a->ancestor_n == 0 || b->ancestor_n == 0) return 0;
+  for (int ia = a->ancestor_n - 1, ib = b->ancestor_n - 1;; ia--, ib--) {
+    if (a->ancestors[ia] != b->ancestors[ib]) return a->ancestors[ia]->id - b->ancestors[ib]->id;
+    if (ia == 0 || ib == 0) return ia;
+  }
+}
+
+// Each node joins the nearest earlier node whose ancestry is a prefix of its
+// own: as its last child when longer, else as its last sibling.
+void LiteralLink(std::vector<ScNode *> &list, bool skipMeshParents) {
+  for (size_t i = 1; i < list.size(); i++) {
+    ScNode *node = list[i];
+    for (size_t j = i; j-- > 0;) {
+      ScNode *other = list[j];
+      if (skipMeshParents && other->model->parent && other->model->parent->hasMesh == 1) continue;
+      bool prefix = other->ancestor_n <= node->ancestor_n || other->ancestor_n == 0;
+      for (int k = 1; prefix && k <= other->ancestor_n; k++)
+        prefix = other->ancestors[other->ancestor_n - k] == node->ancestors[node->ancestor_n - k];
+      if (!prefix) continue;
+      const bool child = other->ancestor_n == 0 || node->ancestor_n > other->ancestor_n;
+      ScNode **slot = child ? &other->child : &other->sibling;
+      while (*slot) slot = &(*slot)->sibling;
+      *slot = node;
+      node->parent = child ? other : other->parent;
+      break;
+    }
+  }
+}
+
+TEST(NodeListOrder, SortAndLinkMatchTheLiteralAlgorithms) {
+  std::mt19937 random(20240611);
+  int reordered = 0;
+  for (int trial = 0; trial < 1500; trial++) {
+    SCOPED_TRACE(trial);
+    // n models, each under one of a few "hub" models (heavy ties), a recent
+    // model, or none; creation numbers shuffled, sometimes repeated.
+    const int n = 2 + static_cast<int>(random() % (trial % 10 == 0 ? 150 : 40));
+    std::vector<ScModel> models(static_cast<size_t>(n));
+    std::vector<std::vector<ScModel *>> ancestors(static_cast<size_t>(n));
+    std::vector<int> ids(static_cast<size_t>(n)), kept;
+    for (int i = 0; i < n; i++) ids[i] = i;
+    std::shuffle(ids.begin(), ids.end(), random);
+    const int hubs = 1 + static_cast<int>(random() % 6);
+    for (int i = 0; i < n; i++) {
+      ScModel &model = models[i];
+      model.id = trial % 7 == 3 ? ids[i] % std::max(2, n / 3) : ids[i];
+      model.hasMesh = random() % 3 != 0;
+      if (i > 0 && random() % 8 != 0)
+        model.parent = &models[random() % 2 ? random() % std::min(i, hubs) : i - 1 - random() % std::min(i, hubs + i / 4)];
+      for (ScModel *a = model.parent; a; a = a->parent) ancestors[i].push_back(a);
+      if (!model.parent || model.hasMesh == 1 || random() % 4 == 0) kept.push_back(i);
+    }
+    if (trial % 2) std::shuffle(kept.begin(), kept.end(), random);
+    std::vector<ScNode> a(kept.size()), b(kept.size());
+    std::vector<ScNode *> listA, listB;
+    for (size_t k = 0; k < kept.size(); k++) {
+      for (ScNode *node : {&a[k], &b[k]}) {
+        node->model = &models[kept[k]];
+        node->ancestors = ancestors[kept[k]].data();
+        node->ancestor_n = static_cast<int>(ancestors[kept[k]].size());
+      }
+      listA.push_back(&a[k]), listB.push_back(&b[k]);
+    }
+    auto ia = [&](const ScNode *x) { return x ? x - a.data() : -1; };
+    auto ib = [&](const ScNode *x) { return x ? x - b.data() : -1; };
+    for (size_t i = 0; i < listA.size(); i++)  // the exchange sort
+      for (size_t j = i; j < listA.size(); j++)
+        if (LiteralCompare(listA[i], listA[j]) > 0) std::swap(listA[i], listA[j]);
+    ScSortByAncestry(listB.data(), static_cast<int>(listB.size()));
+    for (size_t k = 0; k < kept.size(); k++) {
+      ASSERT_EQ(ia(listA[k]), ib(listB[k])) << "position " << k;
+      reordered += ia(listA[k]) != static_cast<long>(k);
+    }
+    LiteralLink(listA, trial % 3 != 0);
+    ScLinkByAncestry(listB.data(), static_cast<int>(listB.size()), trial % 3 != 0);
+    for (size_t k = 0; k < kept.size(); k++) {
+      ASSERT_EQ(ia(a[k].parent), ib(b[k].parent)) << "node " << k;
+      ASSERT_EQ(ia(a[k].child), ib(b[k].child)) << "node " << k;
+      ASSERT_EQ(ia(a[k].sibling), ib(b[k].sibling)) << "node " << k;
+    }
+  }
+  EXPECT_GT(reordered, 1000);  // the inputs really exercise the sort
+}
+
+// Instance sources, counts and the instance line against the literal
+// first-match search by name (case matters, later namesakes lose).
+TEST(NodeListOrder, InstancesMatchTheLinearSearch) {
+  std::mt19937 random(99);
+  const char *names[] = {"a", "b", "c", "A", "d"};
+  for (int trial = 0; trial < 40; trial++) {
+    ptest::FreshAllocator();
+    SceneBuilder builder;
+    std::vector<ScModel *> models;
+    int instances = 0;
+    for (int i = 0, n = 1 + static_cast<int>(random() % 30); i < n; i++) {
+      models.push_back(builder.Add(names[random() % 5], i == 0 ? nullptr : models[random() % models.size()], true));
+      if (random() % 3 == 0) models.back()->instroot = ScVStrdup(names[random() % 5]), instances++;
+    }
+    const float rotation[3] = {0, 0, 0};
+    ScNodeList *list = nullptr;
+    const std::string printed = Printed([&] { list = ScGetNodeList(builder.scene(), 0, 0, 0, rotation); });
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->inst_obj_n, instances);
+    EXPECT_EQ(printed, instances ? "[INSTANCE MODEL " + std::to_string(instances) + "/" + std::to_string(list->node_n) + "] " : "");
+    std::vector<int> instN(static_cast<size_t>(list->node_n)), childInstN(static_cast<size_t>(list->node_n));
+    for (int i = 0; i < list->node_n; i++) {
+      ScNode *node = list->slist[i], *expected = nullptr;
+      for (int j = 0; node->model->instroot && j < list->node_n && !expected; j++)
+        if (std::strcmp(node->model->instroot, list->slist[j]->model->name) == 0) expected = list->slist[j];
+      EXPECT_EQ(node->inst_src, expected);
+      if (expected) instN[expected->nameId]++;
+      if (expected && expected->child) childInstN[expected->child->nameId]++;
+    }
+    for (int i = 0; i < list->node_n; i++) {
+      EXPECT_EQ(list->slist[i]->inst_n, instN[i]);
+      EXPECT_EQ(list->slist[i]->child_inst_n, childInstN[i]);
+    }
+  }
+  ScFreeAll();
 }
 
 }  // namespace

@@ -1,115 +1,102 @@
-// Material name tags and the write-info flag word.
+// Material name tags, the write-info flag word, and the emission normal
+// passes the tags ask for.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
-#include "process/nodelist.h"
 #include "process/tags.h"
 #include "process_util.h"
 
 namespace {
 
 constexpr uint32_t kW = 0xC0C00000;  // write-info word of a default run
-constexpr uint32_t kDefault = kDefaultAttrFlags;
+constexpr uint32_t kNoTags = kW & ~0x80000000u, kNoTex = kW & ~0x40000000u, kDefault = kDefaultAttrFlags;
 
-ScMaterials *Material(const char *name, bool textured, uint32_t attrflags = 0) {
+ScMaterials *Material(const char *name, bool textured, uint32_t attrflags = 0, float alpha = 1.0f) {
   ScMaterials *m = ScMaterialsAlloc(1);
   m->name = name ? ScVStrdup(name) : nullptr;
   m->attrflags = attrflags;
-  m->diffuse[3] = 1.0f;
+  m->diffuse[0] = m->diffuse[1] = m->diffuse[2] = 0.5f;
+  m->diffuse[3] = alpha;
   if (textured) m->textures = ScTextureAlloc(1), m->nbTexture = 1;
   return m;
 }
 
 TEST(Tags, TableOfNames) {
+  // attrflags as read from the file; wanted attrflags, output word, evaluation
+  // bits, bank, warnings and red of a diffuse (0.5, 0.5, 0.5, alpha).
   const struct {
     const char *name;
-    uint32_t attrflags;  // as read from the file
+    uint32_t attrflags;
     bool textured;
-    uint32_t writeFlags, wantFlags, wantOut, wantEval;
-    int wantBank;
-    const char *wantWarnings;
+    uint32_t wantFlags, wantOut, writeFlags = kW, wantEval = 0;
+    int wantBank = -1;
+    const char *wantWarnings = "";
+    float alpha = 1.0f, wantRed = 0.5f;
   } cases[] = {
       // DEn_: double-sided, environment, material emission normal; "_" stops.
-      {"DEn_F", 0, true, kW, kDefault | 0x00E00000, kW | 0x40, 0, -1, ""},
-      {"DEn_", 0, false, kW, kDefault | 0x00800000, kW | 0x40, 0, -1,
+      {"DEn_F", 0, true, kDefault | 0x00E00000, kW | 0x40},
+      {"DEn_", 0, false, kDefault | 0x00800000, kW | 0x40, kW, 0, -1,
        "\n##### \nWarning : You must set a texture on \"DEn_\" for environment mapping !\n"},
-      {"Ee", 0, true, kW, kDefault | 0x00600000, kW | 0x10000, 0, -1, ""},
-      {"E", 0, true, kW | 0x8000, kDefault | 0x00200000, kW | 0x8000, 0, -1, ""},  // -noenv
-      {"E", 0, true, kW & ~0x40000000u, kDefault, kW & ~0x40000000u, 0, -1, ""},  // no texture output
+      {"Ee", 0, true, kDefault | 0x00600000, kW | 0x10000},
+      {"E", 0, true, kDefault | 0x00200000, kW | 0x8000, kW | 0x8000},  // -noenv
+      {"E", 0, true, kDefault, kNoTex, kNoTex},
       // Blend: A and two digits 0-7; source 0 also sets bit 0.
-      {"A45", 0x2000, false, kW, 0x94002000, kW, 0, -1, ""},
-      {"A07", 0xFC002000, false, kW, 0x1C002001, kW, 0, -1, ""},
-      {"A9x", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
-      {"A48", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
-      {"An", 0x2000, false, kW, 0x3000, kW, 0, -1, ""},
+      {"A45", 0x2000, false, 0x94002000, kW},
+      {"A07", 0xFC002000, false, 0x1C002001, kW},
+      {"A9x", 0x2000, false, 0x2000, kW},
+      {"A48", 0x2000, false, 0x2000, kW},
+      {"An", 0x2000, false, 0x3000, kW},
       // Mipmap depth D025 ... D375, D000 warns, other D text is double-sided.
-      {"D100", 0x2000, false, kW, 0x2400, kW, 0, -1, ""},
-      {"D025", 0x2000, false, kW, 0x2100, kW, 0, -1, ""},
-      {"D375", 0x2000, false, kW, 0x2F00, kW, 0, -1, ""},
-      {"D000", 0x2000, false, kW, 0x2000, kW, 0, -1, "\n##### Warning : Don't use D000\n"},
-      {"D123", 0x2000, false, kW, 0x802000, kW, 0, -1, ""},
-      {"Dx", 0x2000, false, kW, 0x802000, kW, 0, -1, ""},
-      {"Default", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
+      {"D100", 0x2000, false, 0x2400, kW},
+      {"D025", 0x2000, false, 0x2100, kW},
+      {"D375", 0x2000, false, 0x2F00, kW},
+      {"D000", 0x2000, false, 0x2000, kW, kW, 0, -1, "\n##### Warning : Don't use D000\n"},
+      {"D123", 0x2000, false, 0x802000, kW},
+      {"Dx", 0x2000, false, 0x802000, kW},
+      {"Default", 0x2000, false, 0x2000, kW},
       // Banks: B and two digits; above 63 warns; a later Bi is the filter.
-      {"B05", 0x4000, false, kW, 0x4000, kW, 0, 5, ""},
-      {"B99", 0x4000, false, kW, 0x4000, kW, 0, -1, "\n##### Warning : Bad bankId 99\n"},
-      {"B05Bi", 0x4000, false, kW, 0x2000, kW, 0, 5, ""},
-      {"PsTl", 0x2000, false, kW, 0x4000, kW, 0, -1, ""},
-      {"Ps", 0x6000, false, kW, 0x0000, kW, 0, -1, ""},
-      // User words and per-material output choices.
-      {"U1U2", 0x2000, false, kW, 0x2000, kW | 3, 0, -1, ""},
-      {"VcH", 0x2000, false, kW, 0x2000, kW | 0x02020000, 0, -1, ""},
-      {"Nvc", 0x2000, false, kW, 0x2000, kW | 0x01000000, 0, -1, ""},
-      {"N", 0x2000, false, kW | 0x20000, 0x2000, kW, 0, -1, ""},
-      {"EsSsHiBk", 0x2000, false, kW, 0x2000, kW, 0xD8, -1, ""},  // evaluation bits
+      {"B05", 0x4000, false, 0x4000, kW, kW, 0, 5},
+      {"B99", 0x4000, false, 0x4000, kW, kW, 0, -1, "\n##### Warning : Bad bankId 99\n"},
+      {"B05Bi", 0x4000, false, 0x2000, kW, kW, 0, 5},
+      {"PsTl", 0x2000, false, 0x4000, kW},
+      {"Ps", 0x6000, false, 0x0000, kW},
+      // User words, per-material output choices, evaluation bits.
+      {"U1U2", 0x2000, false, 0x2000, kW | 3},
+      {"VcH", 0x2000, false, 0x2000, kW | 0x02020000},
+      {"Nvc", 0x2000, false, 0x2000, kW | 0x01000000},
+      {"N", 0x2000, false, 0x2000, kW, kW | 0x20000},
+      {"EsSsHiBk", 0x2000, false, 0x2000, kW, kW, 0xD8},
       // Shading and lighting; case matters.
-      {"FLNsNa", 0x2000, false, kW, 0x03082040, kW, 0, -1, ""},
-      {"FG", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
-      {"Nl", 0x2000, false, kW, 0x02002000, kW, 0, -1, ""},
-      {"Material", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
-      {"d_e_f", 0x2000, false, kW, 0x2000, kW, 0, -1, ""},
-      // Without tag parsing only the alpha, texture and environment rules run.
-      {"DF", 0x2000, true, kW & ~0x80000000u, 0x00202000, kW & ~0x80000000u, 0, -1, ""},
-      {"", 0, true, kW, kDefault, kW, 0, -1, ""},
+      {"FLNsNa", 0x2000, false, 0x03082040, kW},
+      {"FG", 0x2000, false, 0x2000, kW},
+      {"Nl", 0x2000, false, 0x02002000, kW},
+      {"Material", 0x2000, false, 0x2000, kW},
+      {"d_e_f", 0x2000, false, 0x2000, kW},
+      // Without tag parsing only the alpha, texture and environment rules
+      // run; trunc(0.99 * 255) is not 255: alpha is used. Unnamed materials
+      // are left alone; -nodiffuse draws textured materials white.
+      {"DF", 0x2000, true, 0x00202000, kNoTags, kNoTags},
+      {"x", 0, false, kDefault | 0x00100000, kNoTags, kNoTags, 0, -1, "", 0.99f},
+      {nullptr, 0x1234, false, 0x1234, kW, kW, 0, -1, "", 0.0f},
+      {"", 0, true, kDefault, kW},
+      {"Plain", 0, true, kDefault | 0x00200000, kW | 0x40000, kW | 0x40000, 0, -1, "", 1.0f, 1.0f},
   };
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.name);
-    ScMaterials *m = Material(c.name, c.textured, c.attrflags);
-    ptest::Capture capture;
-    VKParseMaterialTags(m, c.writeFlags);
+    SCOPED_TRACE(c.name ? c.name : "(unnamed)");
+    ScMaterials *m = Material(c.name, c.textured, c.attrflags, c.alpha);
+    EXPECT_EQ(ptest::Printed([&] { VKParseMaterialTags(m, c.writeFlags); }), c.wantWarnings);
     EXPECT_EQ(m->attrflags, c.wantFlags) << std::hex << m->attrflags;
     EXPECT_EQ(m->outputFlags, c.wantOut) << std::hex << m->outputFlags;
     EXPECT_EQ(m->evalFlags, c.wantEval);
     EXPECT_EQ(m->bank, c.wantBank);
-    EXPECT_EQ(capture.Text(), c.wantWarnings);
+    EXPECT_EQ(m->diffuse[0], c.wantRed);
   }
 }
 
-TEST(Tags, AlphaDiffuseAndUnnamedMaterials) {
-  ScMaterials *m = Material("x", false);
-  m->diffuse[3] = 0.99f;  // trunc(252.45) is not 255: use alpha
-  VKParseMaterialTags(m, kW & ~0x80000000u);
-  EXPECT_EQ(m->attrflags, kDefault | 0x00100000);
-
-  ScMaterials *t = Material("Plain", true);
-  t->diffuse[0] = t->diffuse[1] = t->diffuse[2] = 0.5f;
-  VKParseMaterialTags(t, kW | 0x40000);  // -nodiffuse: textured materials drawn white
-  for (float d : t->diffuse) EXPECT_EQ(d, 1.0f);
-
-  ScMaterials *unnamed = Material(nullptr, false, 0x1234);
-  unnamed->diffuse[3] = 0.0f;  // ignored without a name
-  VKParseMaterialTags(unnamed, kW);
-  EXPECT_EQ(unnamed->attrflags, 0x1234u);
-  EXPECT_EQ(unnamed->outputFlags, kW);
-}
-
 TEST(Tags, WriteFlagsFromTheCommandLineWords) {
-  const struct {
-    uint32_t model, output, chunk;
-    int32_t kind;
-    uint32_t want;
-  } cases[] = {
+  const struct { uint32_t model, output, chunk; int32_t kind; uint32_t want; } cases[] = {
       {0x80000000, 0x38000000, 0x40000001, 7, 0xC0C00000},  // defaults
       {0x80000002, 0x38000000, 0x40000001, 1, 0x80800000},  // -notexture, kind 1
       {0x80000000, 0x38000000, 0x40000001, 1, 0xC0D80000},  // kind 1
@@ -126,27 +113,35 @@ TEST(Tags, WriteFlagsFromTheCommandLineWords) {
 }
 
 TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
-  for (const auto &[name, wantInfo] : {std::pair{"Ee", "[MODEL EMISSION NORMAL]"},
-                                       std::pair{"En", "[MATERIAL EMISSION NORMAL]"},
-                                       std::pair{"E", ""}}) {
-    SCOPED_TRACE(name);
+  // A square with its centre (1, 1, 0) as point 4; polygons 1 and 2 use
+  // material 1. The material pass turns the normals of material 1's points
+  // away from the centre (which warns and keeps its own); the model pass
+  // turns every point's.
+  const float r = 1.0f / std::sqrt(2.0f);
+  const struct { const char *name, *printed; ptest::Vec3 normal0, normal1; int useCount2; } cases[] = {
+      {"En", "[MATERIAL EMISSION NORMAL]WARNING: Floating division by zero [ ScUnitVector ]\n", {0, 0, 1}, {r, -r, 0}, 2},
+      {"Ee", "[MODEL EMISSION NORMAL]WARNING: Floating division by zero [ ScUnitVector ]\n", {-r, -r, 0}, {r, -r, 0}, 0},
+      {"E", "", {0, 0, 1}, {0, 0, 1}, 0},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
     ptest::FreshAllocator();
-    ptest::SceneBuilder builder;
-    ScModel *model = builder.Add("lamp", nullptr);
-    // The local box centre stays at the origin: vertex 0 turns to (1, 0, 0).
-    ScMesh *mesh = ptest::SceneBuilder::GiveMesh(model, {{2, 0, 0}, {0, 2, 0}, {0, 0, 2}}, {{0, 1, 2}});
-    model->materials = Material(name, true);
-    model->nbMaterial = 1;
-    ScNode node{};
-    node.model = node.node = model;
-    ScNode *slist[1] = {&node};
-    ScNodeList list{};
-    list.slist = slist;
-    list.node_n = 1;
-    ptest::Capture capture;
-    VKApplyMaterialTags(&list, kW);
-    EXPECT_EQ(capture.Text(), wantInfo);
-    EXPECT_EQ(mesh->vertices[0].normal[0], *wantInfo ? 1.0f : 0.0f);
+    ScModel *model = ScModelAlloc("lamp");
+    ScMesh *mesh = ptest::GiveMesh(model, {{0, 0, 0}, {2, 0, 0}, {2, 2, 0}, {0, 2, 0}, {1, 1, 0}},
+                                   {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}});
+    mesh->polygons[1].materialId = mesh->polygons[2].materialId = 1;
+    model->materials = Material("x", true);
+    model->materials->next = Material(c.name, true);
+    model->nbMaterial = 2;
+    ptest::HandList hand({model});
+    hand.nodes[0].bbox.local.average[0] = hand.nodes[0].bbox.local.average[1] = 1;
+    EXPECT_EQ(ptest::Printed([&] { VKApplyMaterialTags(&hand.list, kW); }), c.printed);
+    for (int k = 0; k < 3; k++) {
+      EXPECT_NEAR(mesh->vertices[0].normal[k], c.normal0[k], 1e-6);
+      EXPECT_NEAR(mesh->vertices[1].normal[k], c.normal1[k], 1e-6);
+      EXPECT_EQ(mesh->vertices[4].normal[k], k == 2 ? 1.0f : 0.0f);
+    }
+    EXPECT_EQ(mesh->vertices[2].useCount, c.useCount2);
   }
   ScFreeAll();
 }
