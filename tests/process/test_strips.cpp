@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,71 +17,60 @@
 
 namespace {
 
-using Tris = std::vector<std::vector<int>>;
-
-ScMesh *Mesh(const std::vector<ptest::Vec3> &positions, const Tris &tris) {
-  return ptest::GiveMesh(nullptr, positions, tris);
-}
+using ptest::GiveMesh;
+using Polygons = std::vector<std::vector<int>>;
 
 // A W x H grid of quads split in two, wound alike, all normals equal.
 ScMesh *Grid(int w, int h) {
-  std::vector<ptest::Vec3> positions;
-  Tris tris;
-  for (int y = 0; y <= h; ++y)
-    for (int x = 0; x <= w; ++x) positions.push_back({float(x), float(y), 0.0f});
-  for (int a = 0; a < (w + 1) * h; ++a) {
-    if (a % (w + 1) == w) continue;
-    tris.push_back({a, a + 1, a + w + 2});
-    tris.push_back({a, a + w + 2, a + w + 1});
-  }
-  return Mesh(positions, tris);
+  std::vector<ptest::Vec3> points;
+  Polygons tris;
+  for (int a = 0; a < (w + 1) * (h + 1); ++a) points.push_back({float(a % (w + 1)), float(a / (w + 1)), 0.0f});
+  for (int a = 0; a < (w + 1) * h; ++a)
+    if (a % (w + 1) != w) tris.push_back({a, a + 1, a + w + 2}), tris.push_back({a, a + w + 2, a + w + 1});
+  return GiveMesh(nullptr, points, tris);
 }
 
 // The unit quad 0 (0,0), 1 (1,0), 2 (1,1), 3 (0,1) split along 0-2; the
-// second triangle's corner 1 moved by (du, dv) in UV and its normal tilted.
-ScMesh *Quad(float du = 0, float dv = 0, double tilt = 0) {
-  ScMesh *mesh = Mesh({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 3}});
+// second triangle's corner 1 moved by (du, dv) in UV, its normal tilted, and
+// its corner 0 (corner a of edge (0, 2)) given another colour and normal.
+ScMesh *Quad(float du = 0, float dv = 0, double tilt = 0, bool otherCorner = false) {
+  ScMesh *mesh = GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 3}});
   ScPolygon &second = mesh->polygons[1];
   second.corners[1].u += du, second.corners[1].v += dv;
   second.normal[0] = static_cast<float>(std::sin(tilt / 57.29578));
   second.normal[2] = static_cast<float>(std::cos(tilt / 57.29578));
+  if (otherCorner) second.corners[0].color[2] = 7, second.corners[0].normal[0] = 0.5f;
   return mesh;
 }
 
 // A random soup: triangles grown on existing edges (wound against them),
 // some on edges that already have two, some degenerate; normals from a few
-// directions (ties and real angles).
+// directions (ties and real angles) and a few UV seams.
 ScMesh *Soup(unsigned seed) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> coord(0.0f, 10.0f);
-  std::vector<ptest::Vec3> positions;
+  std::vector<ptest::Vec3> points;
   auto newVertex = [&] {
-    positions.push_back({coord(rng), coord(rng), coord(rng)});
-    return static_cast<int>(positions.size()) - 1;
+    points.push_back({coord(rng), coord(rng), coord(rng)});
+    return static_cast<int>(points.size()) - 1;
   };
-  Tris tris = {{newVertex(), newVertex(), newVertex()}};
-  std::vector<std::pair<int, int>> edges = {{0, 1}, {1, 2}, {2, 0}};
+  Polygons tris = {{newVertex(), newVertex(), newVertex()}};
   for (int n = 5 + static_cast<int>(rng() % 300); static_cast<int>(tris.size()) < n;) {
-    const int roll = static_cast<int>(rng() % 100), v = static_cast<int>(rng() % positions.size());
-    const auto e = edges[rng() % edges.size()];
-      const int x = roll < 70 || v == e.first || v == e.second ? newVertex() : v;
-    if (roll < 4) {
-      tris.push_back({v, v, x});
-    } else {
-      tris.push_back({e.second, e.first, x});
-      edges.insert(edges.end(), {{e.second, e.first}, {e.first, x}, {x, e.second}});
-    }
+    const int roll = static_cast<int>(rng() % 100), v = static_cast<int>(rng() % points.size());
+    const std::vector<int> &t = tris[rng() % tris.size()];  // grown on its edge (a, b)
+    const int k = static_cast<int>(rng() % 3), a = t[k], b = t[(k + 1) % 3];
+    const int x = roll < 70 || v == a || v == b ? newVertex() : v;
+    tris.push_back(roll < 4 ? std::vector<int>{v, v, x} : std::vector<int>{b, a, x});
   }
-  ScMesh *mesh = Mesh(positions, tris);
+  ScMesh *mesh = GiveMesh(nullptr, points, tris);
   const ptest::Vec3 normals[4] = {{0, 0, 1}, {0, 1, 0}, {0.6f, 0.8f, 0}, {0, 0, 1}};
-  for (int t = 0; t < mesh->nbPolygon; ++t) {
-    const ptest::Vec3 &n = normals[rng() % 4];
-    std::copy(n.begin(), n.end(), mesh->polygons[t].normal);
+  for (ScPolygon *p = mesh->polygons; p < mesh->polygons + mesh->nbPolygon; ++p) {
+    const ptest::Vec3 &normal = normals[rng() % 4];
+    std::copy(normal.begin(), normal.end(), p->normal);
+    if (rng() % 8 == 0) p->corners[rng() % 3].u += 0.25f;
   }
   return mesh;
 }
-
-// ---- The exchange sorts as the builder describes them ----------------------
 
 void LiteralEdgeOrder(const uint32_t *keys, int32_t n, int32_t *order) {
   std::vector<uint32_t> k(keys, keys + n);
@@ -100,14 +88,17 @@ void LiteralTriangleOrder(const float *keys, int32_t n, int32_t *order) {
       if (!std::lexicographical_compare(key(i), key(i) + 3, key(j), key(j) + 3)) std::swap(order[i], order[j]);
 }
 
-// ---- Running and decoding ----------------------------------------------------
+// A triangle turned to start at its smallest vertex: equal for equal windings.
+std::array<int, 3> Turned(std::array<int, 3> t) {
+  std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
+  return t;
+}
 
 struct Outcome {
-  ScMesh *mesh;
   int strips;
   VKStripOptions options;
   std::string warnings;
-  std::vector<std::vector<int>> drawn;  // the vertex lists the strips draw
+  Polygons drawn;  // the vertex lists the strips draw
 };
 
 // Strips a mesh's polygons (chained through listNext), with the literal
@@ -115,13 +106,12 @@ struct Outcome {
 // draw every non-degenerate triangle once with its winding, and add up to
 // the statistics.
 Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0, bool literal = false) {
-  Outcome o{mesh, 0, {}, {}, {}};
+  Outcome o{0, {}, {}, {}};
   VKInitStripOptions(&o.options, bits, output);
   if (literal) o.options.edgeOrder = LiteralEdgeOrder, o.options.triangleOrder = LiteralTriangleOrder;
-  o.warnings = ptest::Printed([&] {
-    o.strips = VKStripList(mesh->vertices, mesh->nbVertex, mesh->nbPolygon ? mesh->polygons : nullptr, -1, &o.options);
-  });
   const int n = mesh->nbPolygon;
+  o.warnings = ptest::Printed(
+      [&] { o.strips = VKStripList(mesh->vertices, mesh->nbVertex, n ? mesh->polygons : nullptr, -1, &o.options); });
   std::vector<int> times(static_cast<size_t>(n), 0);
   int vertices = 0;
   for (const ScPolygon *head = mesh->polygons; head < mesh->polygons + n; ++head) {
@@ -130,23 +120,17 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0
     const bool left = head->stripState & kStripLeft;
     std::vector<int> w;
     for (int k = 0; k < 3; ++k) w.push_back(head->corners[(left ? c + k : c + 3 - k) % 3].vertex);
-    std::vector<const ScPolygon *> tris = {head};
-    for (const ScPolygon *p = head->stripNext; p != nullptr && tris.size() <= static_cast<size_t>(n); p = p->stripNext) {
-      EXPECT_EQ(p->stripPrev, tris.back());
-      tris.push_back(p);
-      w.push_back(p->corners[p->stripState & kStripCornerMask].vertex);
+    int k = 0;
+    for (const ScPolygon *p = head, *prev = nullptr; p && k <= n; prev = p, p = p->stripNext, ++k) {
+      EXPECT_EQ(p->stripPrev, prev);
+      if (prev) w.push_back(p->corners[p->stripState & kStripCornerMask].vertex);
+      std::array<int, 3> drawn = {w[k], w[k + 1], w[k + 2]};
+      if ((k % 2 == 1) == left) std::swap(drawn[0], drawn[1]);
+      EXPECT_EQ(Turned(drawn), Turned({p->corners[0].vertex, p->corners[1].vertex, p->corners[2].vertex}))
+          << "polygon " << p - mesh->polygons;
+      times[p - mesh->polygons]++;
     }
-    EXPECT_EQ(head->stripLength, tris.size());
-    for (size_t k = 0; k < tris.size(); ++k) {
-      int tri[3] = {w[k], w[k + 1], w[k + 2]};
-      if ((k % 2 == 1) == left) std::swap(tri[0], tri[1]);
-      const ScPolyNode *pc = tris[k]->corners;
-      bool same = false;
-      for (int r = 0; r < 3; ++r)
-        same |= tri[0] == pc[r].vertex && tri[1] == pc[(r + 1) % 3].vertex && tri[2] == pc[(r + 2) % 3].vertex;
-      EXPECT_TRUE(same) << "winding changed at polygon " << tris[k] - mesh->polygons;
-      times[tris[k] - mesh->polygons]++;
-    }
+    EXPECT_EQ(head->stripLength, k);
     o.drawn.push_back(w);
     vertices += static_cast<int>(w.size());
   }
@@ -163,24 +147,16 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0
   return o;
 }
 
-// ---- Hand-worked meshes ------------------------------------------------------
-
 TEST(Strips, HandWorkedMeshes) {
   const uint32_t kStrips = kStripBitStrips, kSquare = kStripBitSquare;
-  auto moved = [] {
-    ScMesh *m = Quad();
-    m->polygons[1].corners[0].color[2] = 7;  // corner a of edge (0, 2) in the second triangle
-    m->polygons[1].corners[0].normal[0] = 0.5f;
-    return m;
-  };
   const std::vector<uint16_t> joined = {0x8001, 0xE002}, apart = {0xE400, 0xE400};
-  const std::vector<std::vector<int>> one = {{3, 0, 2, 1}}, two = {{0, 1, 2}, {0, 2, 3}};
+  const Polygons one = {{3, 0, 2, 1}}, two = {{0, 1, 2}, {0, 2, 3}};
   const struct {
     const char *what;
     ScMesh *mesh;
     uint32_t bits, output;
     std::vector<uint16_t> states;  // used, first, left, single, excluded, corner
-    std::vector<std::vector<int>> strips;
+    Polygons strips;
     const char *warnings = "";
   } cases[] = {
       // Both keys tie: the later triangle seeds, toward edge (0, 2); no
@@ -188,46 +164,44 @@ TEST(Strips, HandWorkedMeshes) {
       {"quad", Quad(), kStrips, 0, joined, one},
       {"uv jump of one step", Quad(1.0f / 255.0f), kStrips, 0, apart, two},
       {"uv jump within 0.0039", Quad(0, 0.003f), kStrips, 0, joined, one},
-      {"degenerate", Mesh({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 2}, {0, 2, 3}}), kStrips, 0,
-       {0x8001, 0x8008, 0xE002}, one, "\n##### Warning : Bad data! polygon 1 (0, 2, 2)\n"},
+      {"degenerate", GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 2}, {0, 2, 3}}),
+       kStrips, 0, {0x8001, 0x8008, 0xE002}, one, "\n##### Warning : Bad data! polygon 1 (0, 2, 2)\n"},
       // A = (0,1,4) between B = (0,4,3) across (4,0) and C = (1,5,4) across
       // (1,4): A has the smallest key and seeds; it grows forward to B and
       // backward to C. One backward step leaves the parity at 1: a right
       // strip from C, starting at the corner opposite (1,4), vertex 5.
-      {"seed in the middle", Mesh({{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 1, 0}}, {{0, 1, 4}, {0, 4, 3}, {1, 5, 4}}),
+      {"seed in the middle",
+       GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 1, 0}}, {{0, 1, 4}, {0, 4, 3}, {1, 5, 4}}),
        kStrips, 0, {0x8000, 0x8002, 0xC001}, {{5, 1, 4, 0, 3}}},
       // Edge (0, 1) shared by three triangles: the first two pair up and
       // join as in the quad; the third has no neighbour and stands alone.
-      {"edge of three", Mesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}, {1, -1, 1}}, {{0, 1, 2}, {1, 0, 3}, {1, 0, 4}}),
+      {"edge of three",
+       GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}, {1, -1, 1}}, {{0, 1, 2}, {1, 0, 3}, {1, 0, 4}}),
        kStrips, 0, {0x8002, 0xE002, 0xE400}, {{3, 1, 0, 2}, {1, 0, 4}}},
       // Strip mode joins across any angle; square mode within 0.1 degree.
       {"strip 30 degrees", Quad(0, 0, 30), kStrips, 0, joined, one},
       {"strips win over square", Quad(0, 0, 30), kStrips | kSquare, 0, joined, one},
-      {"square flat", Quad(), kSquare, 0, joined, one},
       {"square 0.05 degrees", Quad(0, 0, 0.05), kSquare, 0, joined, one},
       {"square 0.2 degrees", Quad(0, 0, 0.2), kSquare, 0, apart, two},
-      {"square 30 degrees", Quad(0, 0, 30), kSquare, 0, apart, two},
       // -pvc and -pvn compare the first corners of the shared edge.
-      {"-pvc", moved(), kStrips, 0x2000, apart, two},
-      {"-pvn", moved(), kStrips, 0x4000, apart, two},
-      {"neither", moved(), kStrips, 0, joined, one},
+      {"-pvc", Quad(0, 0, 0, true), kStrips, 0x2000, apart, two},
+      {"-pvn", Quad(0, 0, 0, true), kStrips, 0x4000, apart, two},
+      {"neither", Quad(0, 0, 0, true), kStrips, 0, joined, one},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
     Outcome r = Strip(c.mesh, c.bits, c.output);
     std::vector<uint16_t> states;
-    for (int t = 0; t < r.mesh->nbPolygon; ++t) states.push_back(r.mesh->polygons[t].stripState);
+    for (int t = 0; t < c.mesh->nbPolygon; ++t) states.push_back(c.mesh->polygons[t].stripState);
     EXPECT_EQ(states, c.states);
     EXPECT_EQ(r.drawn, c.strips);
     EXPECT_EQ(r.warnings, c.warnings);
   }
-}
-
-TEST(Strips, LongRowIsCutAtTheSideLimitAndLosesNothing) {
-  Outcome r = Strip(Grid(6000, 1));  // 12000 triangles in a row
+  // A row of 12000 triangles is cut at the side limit and loses nothing.
+  Outcome row = Strip(Grid(6000, 1));
   size_t longest = 0;
-  for (const auto &w : r.drawn) longest = std::max(longest, w.size() - 2);
-  EXPECT_GT(r.strips, 1);
+  for (const auto &w : row.drawn) longest = std::max(longest, w.size() - 2);
+  EXPECT_GT(row.strips, 1);
   EXPECT_LE(longest, static_cast<size_t>(2 * kStripSideLimit + 1));
   EXPECT_GE(longest, static_cast<size_t>(kStripSideLimit));
 }
@@ -249,15 +223,10 @@ TEST(Strips, DriverStripsEveryGroupAndPrintsTheStatistics) {
   EXPECT_EQ(ptest::Printed([&] { strips = VKMakeStrips(&hand.list, info); }),
             "[STRIP] polygon_total_n 6\npolygon_vertex_sum 18\nstrip_total_n 3\nstrip_vertex_sum 12\n");
   EXPECT_EQ(strips, 3);
-  EXPECT_EQ(info->mnlist[0].groups[0].stripTotal, 1);
   EXPECT_EQ(info->mnlist[0].groups[1].lists[kVKListTriangles].stripCount, 1);
   EXPECT_EQ(info->mnlist[2].defaultGroup.stripTotal, 1);
-  hand.list.stripbits = 0;
-  EXPECT_EQ(VKMakeStrips(&hand.list, info), 0);
   VKFreeOptimizeInfo(info);
 }
-
-// ---- Orderings and properties ------------------------------------------------
 
 TEST(StripOrder, EdgeAndTriangleOrdersMatchTheExchangeSortsWithHeavyTies) {
   std::mt19937 rng(7);
@@ -280,55 +249,48 @@ TEST(StripOrder, EdgeAndTriangleOrdersMatchTheExchangeSortsWithHeavyTies) {
   }
 }
 
-// Fast and literal sorts give the same strip fields, statistics and warnings.
-void CheckPair(ScMesh *fm, ScMesh *lm, uint32_t bits, const std::string &what) {
+// Strips two copies of a mesh with the fast and with the literal sorts:
+// the strip fields, statistics and warnings must be the same.
+template <typename Make>
+void CheckPair(Make make, uint32_t bits, const std::string &what) {
   SCOPED_TRACE(what);
+  ScMesh *fm = make(), *lm = make();
   Outcome fast = Strip(fm, bits), literal = Strip(lm, bits, 0, true);
-  EXPECT_TRUE(bits != kStripBitSquare || std::all_of(fast.drawn.begin(), fast.drawn.end(), [](auto &w) { return w.size() <= 4; }));
-  ASSERT_EQ(fast.drawn, literal.drawn);
+  for (const auto &w : fast.drawn) EXPECT_TRUE(bits != kStripBitSquare || w.size() <= 4u);
   EXPECT_EQ(fast.warnings, literal.warnings);
   EXPECT_EQ(fast.options.stripVertexSum, literal.options.stripVertexSum);
-  auto at = [](const ScMesh *m, const ScPolygon *p) { return p ? p - m->polygons : -1; };
-  for (int t = 0; t < fm->nbPolygon; ++t) {
-    const ScPolygon &f = fm->polygons[t], &l = lm->polygons[t];
-    ASSERT_EQ(f.stripState, l.stripState) << "polygon " << t;
-    ASSERT_EQ(f.stripLength, l.stripLength) << "polygon " << t;
-    ASSERT_EQ(at(fm, f.stripNext), at(lm, l.stripNext)) << "polygon " << t;
-    ASSERT_EQ(at(fm, f.stripPrev), at(lm, l.stripPrev)) << "polygon " << t;
-  }
+  auto fields = [](const ScMesh *m) {
+    std::vector<std::vector<long>> out;
+    auto at = [m](const ScPolygon *p) { return p ? p - m->polygons : -1L; };
+    for (const ScPolygon *p = m->polygons; p < m->polygons + m->nbPolygon; ++p)
+      out.push_back({p->stripState, p->stripLength, at(p->stripNext), at(p->stripPrev)});
+    return out;
+  };
+  EXPECT_EQ(fields(fm), fields(lm));
 }
 
-TEST(StripProperty, SampleGridsSoupsAndSeamsStripEveryTriangleOnceLikeTheExchangeSorts) {
+// Mesh i of the bundled sample, its polygons made triangles and chained, or
+// null when node i has none.
+ScMesh *SampleMesh(int i) {
+  ScNodeList *list = nullptr;
+  const float rotation[3] = {0, 0, 0};
+  ptest::Printed([&] {
+    list = ScGetNodeList(ReadBasicModel(VK_SOURCE_DIR "/examples/sample.vka"), 0x00300000, 0, 0, rotation);
+  });
+  ScMesh *m = list && i < list->node_n ? list->slist[i]->model->mesh : nullptr;
+  for (int p = 0; m && p + 1 < m->nbPolygon; p++) m->polygons[p].listNext = &m->polygons[p + 1];
+  return m;
+}
+
+TEST(StripProperty, SampleGridsAndSoupsStripEveryTriangleOnceLikeTheExchangeSorts) {
   ptest::FreshAllocator();
-  // Node i of the bundled sample, its polygons made triangles and chained.
-  auto sample = [](int i) {
-    const float rotation[3] = {0, 0, 0};
-    ScNodeList *list = nullptr;
-    ptest::Printed([&] {
-      list = ScGetNodeList(ReadBasicModel(VK_SOURCE_DIR "/examples/sample.vka"), 0x00300000, 0, 0, rotation);
-    });
-    ScMesh *m = i < list->node_n ? list->slist[i]->model->mesh : nullptr;
-    for (int p = 0; m && p + 1 < m->nbPolygon; p++) m->polygons[p].listNext = &m->polygons[p + 1];
-    return m;
-  };
-  // Grids with UV seams and a few tilted quads break the ties unevenly.
-  auto seamed = [](int round) {
-    std::mt19937 rng(round);
-    ScMesh *m = Grid(6 + round, 4);
-    for (int t = 0; t < m->nbPolygon; ++t) {
-      if (rng() % 5 == 0) m->polygons[t].corners[rng() % 3].u += 0.25f;
-      if (rng() % 7 == 0) m->polygons[t].normal[0] = 0.2f;
-    }
-    return m;
-  };
   for (uint32_t bits : {kStripBitStrips, kStripBitSquare}) {
     int sampleMeshes = 0;
     for (int i = 0; i < 4; i++)
-      if (ScMesh *m = sample(i)) CheckPair(m, sample(i), bits, "sample " + std::to_string(i)), sampleMeshes++;
+      if (SampleMesh(i)) CheckPair([i] { return SampleMesh(i); }, bits, "sample " + std::to_string(i)), sampleMeshes++;
     EXPECT_EQ(sampleMeshes, 3);
-    for (auto [w, h] : {std::pair{1, 1}, {2, 3}, {7, 5}, {16, 16}}) CheckPair(Grid(w, h), Grid(w, h), bits, "grid");
-    for (unsigned seed = 0; seed < 40; ++seed) CheckPair(Soup(seed), Soup(seed), bits, "soup " + std::to_string(seed));
-    for (int round = 0; round < 10; ++round) CheckPair(seamed(round), seamed(round), bits, "seamed grid");
+    for (auto [w, h] : {std::pair{1, 1}, {2, 3}, {7, 5}, {16, 16}}) CheckPair([=] { return Grid(w, h); }, bits, "grid");
+    for (unsigned seed = 0; seed < 50; ++seed) CheckPair([=] { return Soup(seed); }, bits, "soup " + std::to_string(seed));
   }
   ScFreeAll();
 }

@@ -1,10 +1,15 @@
-// Material name tags, the write-info flag word, and the emission normal
-// passes the tags ask for.
+// Material name tags, the write-info flag word and the emission normal passes
+// the tags ask for; the optimize info's texture numbers, material groups and
+// polygon lists.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 #include <string>
+#include <vector>
 
+#include "process/optimize.h"
 #include "process/tags.h"
 #include "process_util.h"
 
@@ -118,10 +123,11 @@ TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
   // away from the centre (which warns and keeps its own); the model pass
   // turns every point's.
   const float r = 1.0f / std::sqrt(2.0f);
-  const struct { const char *name, *printed; ptest::Vec3 normal0, normal1; int useCount2; } cases[] = {
-      {"En", "[MATERIAL EMISSION NORMAL]WARNING: Floating division by zero [ ScUnitVector ]\n", {0, 0, 1}, {r, -r, 0}, 2},
-      {"Ee", "[MODEL EMISSION NORMAL]WARNING: Floating division by zero [ ScUnitVector ]\n", {-r, -r, 0}, {r, -r, 0}, 0},
-      {"E", "", {0, 0, 1}, {0, 0, 1}, 0},
+  const std::string zero = "WARNING: Floating division by zero [ ScUnitVector ]\n";
+  const struct { const char *name; std::string printed; ptest::Vec3 normal0, normal1; } cases[] = {
+      {"En", "[MATERIAL EMISSION NORMAL]" + zero, {0, 0, 1}, {r, -r, 0}},
+      {"Ee", "[MODEL EMISSION NORMAL]" + zero, {-r, -r, 0}, {r, -r, 0}},
+      {"E", "", {0, 0, 1}, {0, 0, 1}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
@@ -141,9 +147,112 @@ TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
       EXPECT_NEAR(mesh->vertices[1].normal[k], c.normal1[k], 1e-6);
       EXPECT_EQ(mesh->vertices[4].normal[k], k == 2 ? 1.0f : 0.0f);
     }
-    EXPECT_EQ(mesh->vertices[2].useCount, c.useCount2);
   }
   ScFreeAll();
+}
+
+// ---- Optimize info ------------------------------------------------------------
+
+// Gives the model opaque white materials alike but for their textures (file
+// name, bank).
+void Materials(ScModel *model, const std::vector<std::pair<std::string, int>> &textures) {
+  ScMaterials *m = ptest::GiveMaterials(model, static_cast<int>(textures.size()));
+  for (const auto &[name, bank] : textures) {
+    for (int c = 0; c < 4; ++c) m->diffuse[c] = m->specular[c] = 1.0f;
+    m->specularPower = 6.0f;
+    m->attrflags = 0x94002400;
+    m->textures = ScTextureAlloc(1);
+    m->textures->picname = ScVStrdup(name.c_str());
+    m->nbTexture = 1;
+    m->bank = bank;
+    m = m->next;
+  }
+}
+
+TEST(Optimize, TextureNumbersMaterialGroupsAndPolygonLists) {
+  ScModel *model = ScModelAlloc("n");
+  Materials(model, {{"wood", 0}, {"wood", 1}, {"wood", 0}, {"wood", 0}, {"wood", 0}});
+  ScMaterials *m[5];
+  m[0] = model->materials;
+  for (int i = 1; i < 5; ++i) m[i] = m[i - 1]->next;
+  m[2]->ambient[0] = 0.7f;      // ambient only: same group as 0
+  m[3]->specular[1] = 0.999f;   // specular differs by 0.001: new group
+  m[4]->diffuse[2] = 1.00005f;  // within 0.0001: same group as 0
+  // Triangles, quads and larger polygons go to lists 1, 5 and 6 of their
+  // group; a material number past the list falls to the first group.
+  ScMesh *mesh = ptest::GiveMesh(model, std::vector<ptest::Vec3>(6),
+                                 {{0, 1, 2}, {0, 1, 2, 3}, {0, 1, 2, 3, 4}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}});
+  const int materialIds[] = {0, 0, 0, 9, 1, 2};
+  for (int p = 0; p < 6; ++p) mesh->polygons[p].materialId = materialIds[p], mesh->polygons[p].listNext = nullptr;
+  ptest::HandList hand({model});
+  VKOptimizeInfo *info = VKGetOptimizeInfo(&hand.list, 0x40000001);
+  ASSERT_NE(info, nullptr);
+  ASSERT_EQ(info->textureCount, 5);
+  EXPECT_EQ(info->uniqueTextureCount, 2);
+  EXPECT_EQ(VKUniqueTexture(info, 1)->bank, 1);
+  const VKMaterialGroup *g = info->mnlist[0].groups;
+  EXPECT_EQ(info->mnlist[0].groupCount, 3);
+  const int wantNumbers[] = {0, 1, 0, 0, 0}, wantGroups[] = {0, 1, 0, 2, 0}, wantLeaders[] = {0, 1, 0, 3, 0};
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(info->tlist[i].number, wantNumbers[i]) << i;
+    EXPECT_EQ(g[i].textureNumber, wantNumbers[i]) << i;
+    EXPECT_EQ(g[i].group, wantGroups[i]) << i;
+    EXPECT_EQ(g[i].leader, &g[wantLeaders[i]]) << i;
+  }
+  auto along = [&](const VKPolyList &list) {
+    std::vector<int> out;
+    for (ScPolygon *p = list.first; p != nullptr; p = p->listNext) out.push_back(static_cast<int>(p - mesh->polygons));
+    EXPECT_EQ(static_cast<int>(out.size()), list.count);
+    EXPECT_EQ(list.last, out.empty() ? nullptr : &mesh->polygons[out.back()]);
+    return out;
+  };
+  EXPECT_EQ(along(g[0].lists[kVKListTriangles]), (std::vector<int>{0, 3, 5}));
+  EXPECT_EQ(along(g[0].lists[kVKListQuads]), (std::vector<int>{1}));
+  EXPECT_EQ(along(g[0].lists[kVKListPolygons]), (std::vector<int>{2}));
+  EXPECT_EQ(along(g[1].lists[kVKListTriangles]), (std::vector<int>{4}));
+  EXPECT_EQ(along(g[2].lists[kVKListTriangles]), (std::vector<int>{}));
+  VKFreeOptimizeInfo(info);
+}
+
+// The texture sort as the format describes it: swap when the later entry's
+// name, then bank, is smaller; equal neighbours share a number.
+TEST(Optimize, TextureOrderMatchesTheExchangeSortOnManyTiedLists) {
+  std::mt19937 rng(5);
+  const char *names[] = {"a", "b", "ab", "B", "a"};
+  for (int round = 0; round < 300; ++round) {
+    SCOPED_TRACE(round);
+    const int count = 1 + static_cast<int>(rng() % 30);
+    std::vector<std::pair<std::string, int>> textures;
+    for (int i = 0; i < count; ++i) {
+      const char *name = names[rng() % (round % 2 ? 2 : 5)];
+      textures.emplace_back(name, static_cast<int>(rng() % 3) - 1);
+    }
+    auto smaller = [&](int x, int y) {
+      const int c = std::strcmp(textures[x].first.c_str(), textures[y].first.c_str());
+      return c < 0 || (c == 0 && textures[x].second < textures[y].second);
+    };
+    std::vector<int> idx(static_cast<size_t>(count)), number(static_cast<size_t>(count)), leaders;
+    for (int i = 0; i < count; ++i) idx[i] = i;
+    for (int i = 0; i < count; ++i)
+      for (int j = i + 1; j < count; ++j)
+        if (smaller(idx[j], idx[i])) std::swap(idx[i], idx[j]);
+    for (int k = 0; k < count; ++k) {
+      if (k == 0 || smaller(idx[k - 1], idx[k])) leaders.push_back(idx[k]);
+      number[idx[k]] = static_cast<int>(leaders.size()) - 1;
+    }
+    // The textures spread over two nodes (the first may have none).
+    ScModel *models[2] = {ScModelAlloc("a"), ScModelAlloc("b")};
+    if (count / 2) Materials(models[0], {textures.begin(), textures.begin() + count / 2});
+    Materials(models[1], {textures.begin() + count / 2, textures.end()});
+    ptest::HandList hand({models[0], models[1]});
+    VKOptimizeInfo *info = VKGetOptimizeInfo(&hand.list, 0);
+    ASSERT_NE(info, nullptr);
+    ASSERT_EQ(info->uniqueTextureCount, static_cast<int>(leaders.size()));
+    for (int i = 0; i < count; ++i) ASSERT_EQ(info->tlist[i].number, number[i]);
+    for (size_t u = 0; u < leaders.size(); ++u) ASSERT_EQ(info->ts_idx[u], leaders[u]);
+    for (int i = 0; i < count; ++i) ASSERT_EQ(info->ts_ridx[info->ts_idx[i]], i);
+    VKFreeOptimizeInfo(info);
+  }
 }
 
 }  // namespace
