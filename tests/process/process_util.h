@@ -16,6 +16,7 @@
 namespace ptest {
 
 using Vec3 = std::array<float, 3>;
+using Polygons = std::vector<std::vector<int>>;
 
 // Starts a fresh tracked allocation table.
 inline void FreshAllocator() {
@@ -37,11 +38,10 @@ inline ScMaterials *GiveMaterials(ScModel *model, int count) {
   return model->materials = ScMaterialsAlloc(count);
 }
 
-// A mesh with these points (normals +Z) and one polygon per list of point
-// indices (normals +Z, chained through listNext), given to `model` when
-// there is one. A corner's UV follows its vertex: the same on both sides of
-// a shared edge, and a mark of which vertex it came with.
-inline ScMesh *GiveMesh(ScModel *model, const std::vector<Vec3> &points, const std::vector<std::vector<int>> &polygons) {
+// A mesh of these points and one polygon per index list (all normals +Z,
+// polygons chained through listNext), given to `model` if any. A corner's
+// UV follows its vertex: the same on both sides of a shared edge.
+inline ScMesh *GiveMesh(ScModel *model, const std::vector<Vec3> &points, const Polygons &polygons) {
   const int np = static_cast<int>(polygons.size());
   ScMesh *mesh = ScMeshAlloc(static_cast<int>(points.size()), np, np);
   for (size_t i = 0; i < points.size(); i++) {
@@ -56,8 +56,9 @@ inline ScMesh *GiveMesh(ScModel *model, const std::vector<Vec3> &points, const s
     polygon.normal[2] = 1.0f;
     polygon.listNext = p + 1 < np ? &mesh->polygons[p + 1] : nullptr;
     for (int c = 0; c < polygon.nbCorner; c++) {
+      ScPolyNode &corner = polygon.corners[c];
       const int v = polygons[p][c];
-      polygon.corners[c].vertex = static_cast<uint16_t>(v), polygon.corners[c].u = v * 0.01f, polygon.corners[c].v = v * 0.003f;
+      corner.vertex = static_cast<uint16_t>(v), corner.u = v * 0.01f, corner.v = v * 0.003f;
     }
     mesh->nbTriangle += polygon.nbCorner == 3;
     mesh->nbQuad += polygon.nbCorner == 4;
@@ -73,9 +74,7 @@ class SceneBuilder {
   ScObject *scene() { return scene_ ? scene_ : (scene_ = ScObjectAlloc("scene", 7)); }
   ScModel *Add(const char *name, ScModel *parent, bool meshed, Vec3 pos = {}, Vec3 angle = {}, Vec3 scale = {1, 1, 1}) {
     ScModel *model = ScModelAlloc(name);
-    std::copy(pos.begin(), pos.end(), model->OPosition);
-    std::copy(angle.begin(), angle.end(), model->OAngle);
-    std::copy(scale.begin(), scale.end(), model->OScale);
+    for (int k = 0; k < 3; k++) model->OPosition[k] = pos[k], model->OAngle[k] = angle[k], model->OScale[k] = scale[k];
     if (meshed) GiveMesh(model, {{0, 0, 0}}, {});
     model->parent = parent;
     ScModel **slot = parent ? &parent->child : &scene()->root;
@@ -91,7 +90,6 @@ class SceneBuilder {
 struct HandList {
   explicit HandList(const std::vector<ScModel *> &models) : nodes(models.size()) {
     for (size_t i = 0; i < models.size(); i++) nodes[i].model = nodes[i].node = models[i], slist.push_back(&nodes[i]);
-    list.nodes = nodes.data();
     list.slist = slist.data();
     list.node_n = static_cast<int>(models.size());
   }

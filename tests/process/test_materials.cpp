@@ -1,6 +1,5 @@
-// Material name tags, the write-info flag word and the emission normal passes
-// the tags ask for; the optimize info's texture numbers, material groups and
-// polygon lists.
+// Material name tags and the emission normal passes they ask for; the
+// optimize info's texture numbers and material groups.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -32,13 +31,9 @@ TEST(Tags, TableOfNames) {
   // attrflags as read from the file; wanted attrflags, output word, evaluation
   // bits, bank, warnings and red of a diffuse (0.5, 0.5, 0.5, alpha).
   const struct {
-    const char *name;
-    uint32_t attrflags;
-    bool textured;
+    const char *name; uint32_t attrflags; bool textured;
     uint32_t wantFlags, wantOut, writeFlags = kW, wantEval = 0;
-    int wantBank = -1;
-    const char *wantWarnings = "";
-    float alpha = 1.0f, wantRed = 0.5f;
+    int wantBank = -1; const char *wantWarnings = ""; float alpha = 1.0f, wantRed = 0.5f;
   } cases[] = {
       // DEn_: double-sided, environment, material emission normal; "_" stops.
       {"DEn_F", 0, true, kDefault | 0x00E00000, kW | 0x40},
@@ -58,7 +53,6 @@ TEST(Tags, TableOfNames) {
       {"D025", 0x2000, false, 0x2100, kW},
       {"D375", 0x2000, false, 0x2F00, kW},
       {"D000", 0x2000, false, 0x2000, kW, kW, 0, -1, "\n##### Warning : Don't use D000\n"},
-      {"D123", 0x2000, false, 0x802000, kW},
       {"Dx", 0x2000, false, 0x802000, kW},
       {"Default", 0x2000, false, 0x2000, kW},
       // Banks: B and two digits; above 63 warns; a later Bi is the filter.
@@ -77,7 +71,6 @@ TEST(Tags, TableOfNames) {
       {"FLNsNa", 0x2000, false, 0x03082040, kW},
       {"FG", 0x2000, false, 0x2000, kW},
       {"Nl", 0x2000, false, 0x02002000, kW},
-      {"Material", 0x2000, false, 0x2000, kW},
       {"d_e_f", 0x2000, false, 0x2000, kW},
       // Without tag parsing only the alpha, texture and environment rules
       // run; trunc(0.99 * 255) is not 255: alpha is used. Unnamed materials
@@ -100,28 +93,10 @@ TEST(Tags, TableOfNames) {
   }
 }
 
-TEST(Tags, WriteFlagsFromTheCommandLineWords) {
-  const struct { uint32_t model, output, chunk; int32_t kind; uint32_t want; } cases[] = {
-      {0x80000000, 0x38000000, 0x40000001, 7, 0xC0C00000},  // defaults
-      {0x80000002, 0x38000000, 0x40000001, 1, 0x80800000},  // -notexture, kind 1
-      {0x80000000, 0x38000000, 0x40000001, 1, 0xC0D80000},  // kind 1
-      {0x80001000, 0, 0, 7, 0x40C00000},                    // -noflags
-      {0x00800000, 0x80000000, 0, 7, 0xC0C48000},           // -noenv, -nodiffuse
-      {0x60000000, 0x6003, 0, 7, 0xF6C0000C},               // -polynormal -forcetex -pvn -pvc -bindebug
-      {0, 0x1001, 0, 7, 0xC0C00084},                        // -texn3 -bin
-      {0, 0, 0x10000, 7, 0xC0C00400},                       // -delmat
-      {0, 0, 0x18000, 7, 0xC0C00200},                       // -delmat with -dma
-      {0, 0, 0x0800F100, 7, 0xC0C25B00},                    // -vctouf -pctouf -uvh -dma -euv -delambi
-  };
-  for (const auto &c : cases)
-    EXPECT_EQ(VKMakeWriteFlags(c.model, c.output, c.chunk, c.kind), c.want) << std::hex << c.model << " " << c.output;
-}
-
 TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
   // A square with its centre (1, 1, 0) as point 4; polygons 1 and 2 use
   // material 1. The material pass turns the normals of material 1's points
-  // away from the centre (which warns and keeps its own); the model pass
-  // turns every point's.
+  // away from the centre (which warns), the model pass every point's.
   const float r = 1.0f / std::sqrt(2.0f);
   const std::string zero = "WARNING: Floating division by zero [ ScUnitVector ]\n";
   const struct { const char *name; std::string printed; ptest::Vec3 normal0, normal1; } cases[] = {
@@ -142,48 +117,34 @@ TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
     ptest::HandList hand({model});
     hand.nodes[0].bbox.local.average[0] = hand.nodes[0].bbox.local.average[1] = 1;
     EXPECT_EQ(ptest::Printed([&] { VKApplyMaterialTags(&hand.list, kW); }), c.printed);
-    for (int k = 0; k < 3; k++) {
-      EXPECT_NEAR(mesh->vertices[0].normal[k], c.normal0[k], 1e-6);
-      EXPECT_NEAR(mesh->vertices[1].normal[k], c.normal1[k], 1e-6);
-      EXPECT_EQ(mesh->vertices[4].normal[k], k == 2 ? 1.0f : 0.0f);
-    }
+    for (int k = 0; k < 3; k++) EXPECT_NEAR(mesh->vertices[0].normal[k], c.normal0[k], 1e-6);
+    for (int k = 0; k < 3; k++) EXPECT_NEAR(mesh->vertices[1].normal[k], c.normal1[k], 1e-6);
   }
   ScFreeAll();
 }
 
-// ---- Optimize info ------------------------------------------------------------
-
-// Gives the model opaque white materials alike but for their textures (file
-// name, bank).
-void Materials(ScModel *model, const std::vector<std::pair<std::string, int>> &textures) {
-  ScMaterials *m = ptest::GiveMaterials(model, static_cast<int>(textures.size()));
-  for (const auto &[name, bank] : textures) {
+// Opaque white materials alike but for their textures (file name, bank).
+std::vector<ScMaterials *> Materials(ScModel *model, const std::vector<std::pair<std::string, int>> &textures) {
+  std::vector<ScMaterials *> out;
+  for (ScMaterials *m = ptest::GiveMaterials(model, static_cast<int>(textures.size())); m; m = m->next) {
     for (int c = 0; c < 4; ++c) m->diffuse[c] = m->specular[c] = 1.0f;
     m->specularPower = 6.0f;
     m->attrflags = 0x94002400;
     m->textures = ScTextureAlloc(1);
-    m->textures->picname = ScVStrdup(name.c_str());
+    m->textures->picname = ScVStrdup(textures[out.size()].first.c_str());
     m->nbTexture = 1;
-    m->bank = bank;
-    m = m->next;
+    m->bank = textures[out.size()].second;
+    out.push_back(m);
   }
+  return out;
 }
 
-TEST(Optimize, TextureNumbersMaterialGroupsAndPolygonLists) {
+TEST(Optimize, TextureNumbersAndMaterialGroups) {
   ScModel *model = ScModelAlloc("n");
-  Materials(model, {{"wood", 0}, {"wood", 1}, {"wood", 0}, {"wood", 0}, {"wood", 0}});
-  ScMaterials *m[5];
-  m[0] = model->materials;
-  for (int i = 1; i < 5; ++i) m[i] = m[i - 1]->next;
+  const auto m = Materials(model, {{"wood", 0}, {"wood", 1}, {"wood", 0}, {"wood", 0}, {"wood", 0}});
   m[2]->ambient[0] = 0.7f;      // ambient only: same group as 0
   m[3]->specular[1] = 0.999f;   // specular differs by 0.001: new group
   m[4]->diffuse[2] = 1.00005f;  // within 0.0001: same group as 0
-  // Triangles, quads and larger polygons go to lists 1, 5 and 6 of their
-  // group; a material number past the list falls to the first group.
-  ScMesh *mesh = ptest::GiveMesh(model, std::vector<ptest::Vec3>(6),
-                                 {{0, 1, 2}, {0, 1, 2, 3}, {0, 1, 2, 3, 4}, {0, 1, 2}, {0, 1, 2}, {0, 1, 2}});
-  const int materialIds[] = {0, 0, 0, 9, 1, 2};
-  for (int p = 0; p < 6; ++p) mesh->polygons[p].materialId = materialIds[p], mesh->polygons[p].listNext = nullptr;
   ptest::HandList hand({model});
   VKOptimizeInfo *info = VKGetOptimizeInfo(&hand.list, 0x40000001);
   ASSERT_NE(info, nullptr);
@@ -199,23 +160,11 @@ TEST(Optimize, TextureNumbersMaterialGroupsAndPolygonLists) {
     EXPECT_EQ(g[i].group, wantGroups[i]) << i;
     EXPECT_EQ(g[i].leader, &g[wantLeaders[i]]) << i;
   }
-  auto along = [&](const VKPolyList &list) {
-    std::vector<int> out;
-    for (ScPolygon *p = list.first; p != nullptr; p = p->listNext) out.push_back(static_cast<int>(p - mesh->polygons));
-    EXPECT_EQ(static_cast<int>(out.size()), list.count);
-    EXPECT_EQ(list.last, out.empty() ? nullptr : &mesh->polygons[out.back()]);
-    return out;
-  };
-  EXPECT_EQ(along(g[0].lists[kVKListTriangles]), (std::vector<int>{0, 3, 5}));
-  EXPECT_EQ(along(g[0].lists[kVKListQuads]), (std::vector<int>{1}));
-  EXPECT_EQ(along(g[0].lists[kVKListPolygons]), (std::vector<int>{2}));
-  EXPECT_EQ(along(g[1].lists[kVKListTriangles]), (std::vector<int>{4}));
-  EXPECT_EQ(along(g[2].lists[kVKListTriangles]), (std::vector<int>{}));
   VKFreeOptimizeInfo(info);
 }
 
-// The texture sort as the format describes it: swap when the later entry's
-// name, then bank, is smaller; equal neighbours share a number.
+// The literal texture sort swaps when the later entry's name, then bank, is
+// smaller; equal neighbours share a number.
 TEST(Optimize, TextureOrderMatchesTheExchangeSortOnManyTiedLists) {
   std::mt19937 rng(5);
   const char *names[] = {"a", "b", "ab", "B", "a"};
@@ -240,7 +189,7 @@ TEST(Optimize, TextureOrderMatchesTheExchangeSortOnManyTiedLists) {
       if (k == 0 || smaller(idx[k - 1], idx[k])) leaders.push_back(idx[k]);
       number[idx[k]] = static_cast<int>(leaders.size()) - 1;
     }
-    // The textures spread over two nodes (the first may have none).
+    // Spread over two nodes, the first may have none.
     ScModel *models[2] = {ScModelAlloc("a"), ScModelAlloc("b")};
     if (count / 2) Materials(models[0], {textures.begin(), textures.begin() + count / 2});
     Materials(models[1], {textures.begin() + count / 2, textures.end()});

@@ -1,6 +1,5 @@
-// The strip builder: small meshes worked out by hand, the driver's
-// statistics, the fast orderings against the exchange sorts they replace,
-// and properties over generated meshes and the bundled sample.
+// The strip builder on meshes worked out by hand, the driver's statistics,
+// and the fast sorts against the literal ones, alone and over whole meshes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,7 +17,7 @@
 namespace {
 
 using ptest::GiveMesh;
-using Polygons = std::vector<std::vector<int>>;
+using ptest::Polygons;
 
 // A W x H grid of quads split in two, wound alike, all normals equal.
 ScMesh *Grid(int w, int h) {
@@ -30,30 +29,25 @@ ScMesh *Grid(int w, int h) {
   return GiveMesh(nullptr, points, tris);
 }
 
-// The unit quad 0 (0,0), 1 (1,0), 2 (1,1), 3 (0,1) split along 0-2; the
-// second triangle's corner 1 moved by (du, dv) in UV, its normal tilted, and
-// its corner 0 (corner a of edge (0, 2)) given another colour and normal.
+// The unit quad 0 (0,0), 1 (1,0), 2 (1,1), 3 (0,1) split along 0-2; in the second
+// triangle corner 1 moved by (du, dv) in UV, the normal tilted, and corner 0
+// (corner a of edge (0, 2)) given another colour and normal.
 ScMesh *Quad(float du = 0, float dv = 0, double tilt = 0, bool otherCorner = false) {
   ScMesh *mesh = GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 3}});
   ScPolygon &second = mesh->polygons[1];
   second.corners[1].u += du, second.corners[1].v += dv;
-  second.normal[0] = static_cast<float>(std::sin(tilt / 57.29578));
-  second.normal[2] = static_cast<float>(std::cos(tilt / 57.29578));
+  second.normal[0] = static_cast<float>(std::sin(tilt / 57.29578)), second.normal[2] = std::cos(tilt / 57.29578);
   if (otherCorner) second.corners[0].color[2] = 7, second.corners[0].normal[0] = 0.5f;
   return mesh;
 }
 
-// A random soup: triangles grown on existing edges (wound against them),
-// some on edges that already have two, some degenerate; normals from a few
-// directions (ties and real angles) and a few UV seams.
+// A random soup: triangles grown on edges of earlier ones (wound against them,
+// some edges thrice), some degenerate; normals of few directions, a few seams.
 ScMesh *Soup(unsigned seed) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> coord(0.0f, 10.0f);
   std::vector<ptest::Vec3> points;
-  auto newVertex = [&] {
-    points.push_back({coord(rng), coord(rng), coord(rng)});
-    return static_cast<int>(points.size()) - 1;
-  };
+  auto newVertex = [&] { return points.push_back({coord(rng), coord(rng), coord(rng)}), int(points.size()) - 1; };
   Polygons tris = {{newVertex(), newVertex(), newVertex()}};
   for (int n = 5 + static_cast<int>(rng() % 300); static_cast<int>(tris.size()) < n;) {
     const int roll = static_cast<int>(rng() % 100), v = static_cast<int>(rng() % points.size());
@@ -65,13 +59,14 @@ ScMesh *Soup(unsigned seed) {
   ScMesh *mesh = GiveMesh(nullptr, points, tris);
   const ptest::Vec3 normals[4] = {{0, 0, 1}, {0, 1, 0}, {0.6f, 0.8f, 0}, {0, 0, 1}};
   for (ScPolygon *p = mesh->polygons; p < mesh->polygons + mesh->nbPolygon; ++p) {
-    const ptest::Vec3 &normal = normals[rng() % 4];
-    std::copy(normal.begin(), normal.end(), p->normal);
+    std::copy_n(normals[rng() % 4].begin(), 3, p->normal);
     if (rng() % 8 == 0) p->corners[rng() % 3].u += 0.25f;
   }
   return mesh;
 }
 
+// The builder's exchange sorts, literally: swap when the later edge key is
+// smaller, or when the front triangle key is not smaller.
 void LiteralEdgeOrder(const uint32_t *keys, int32_t n, int32_t *order) {
   std::vector<uint32_t> k(keys, keys + n);
   for (int32_t i = 0; i < n; ++i) order[i] = i;
@@ -88,23 +83,17 @@ void LiteralTriangleOrder(const float *keys, int32_t n, int32_t *order) {
       if (!std::lexicographical_compare(key(i), key(i) + 3, key(j), key(j) + 3)) std::swap(order[i], order[j]);
 }
 
-// A triangle turned to start at its smallest vertex: equal for equal windings.
-std::array<int, 3> Turned(std::array<int, 3> t) {
-  std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
-  return t;
-}
-
+// The strip count, statistics, warnings and vertex lists the strips draw.
 struct Outcome {
   int strips;
   VKStripOptions options;
   std::string warnings;
-  Polygons drawn;  // the vertex lists the strips draw
+  Polygons drawn;
 };
 
 // Strips a mesh's polygons (chained through listNext), with the literal
-// sorts when asked, and decodes the strips: the chains must hold together,
-// draw every non-degenerate triangle once with its winding, and add up to
-// the statistics.
+// sorts when asked, and decodes the strips: the chains must hold, draw every
+// non-degenerate triangle once as wound, and add up to the statistics.
 Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0, bool literal = false) {
   Outcome o{0, {}, {}, {}};
   VKInitStripOptions(&o.options, bits, output);
@@ -113,6 +102,10 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0
   o.warnings = ptest::Printed(
       [&] { o.strips = VKStripList(mesh->vertices, mesh->nbVertex, n ? mesh->polygons : nullptr, -1, &o.options); });
   std::vector<int> times(static_cast<size_t>(n), 0);
+  auto turned = [](std::array<int, 3> t) {  // equal for triangles wound alike
+    std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
+    return t;
+  };
   int vertices = 0;
   for (const ScPolygon *head = mesh->polygons; head < mesh->polygons + n; ++head) {
     if (!(head->stripState & kStripFirst)) continue;
@@ -126,7 +119,7 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0
       if (prev) w.push_back(p->corners[p->stripState & kStripCornerMask].vertex);
       std::array<int, 3> drawn = {w[k], w[k + 1], w[k + 2]};
       if ((k % 2 == 1) == left) std::swap(drawn[0], drawn[1]);
-      EXPECT_EQ(Turned(drawn), Turned({p->corners[0].vertex, p->corners[1].vertex, p->corners[2].vertex}))
+      EXPECT_EQ(turned(drawn), turned({p->corners[0].vertex, p->corners[1].vertex, p->corners[2].vertex}))
           << "polygon " << p - mesh->polygons;
       times[p - mesh->polygons]++;
     }
@@ -139,11 +132,9 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0
     const bool degenerate = c[0].vertex == c[1].vertex || c[1].vertex == c[2].vertex || c[2].vertex == c[0].vertex;
     EXPECT_EQ(times[t], degenerate ? 0 : 1) << "polygon " << t;
   }
-  EXPECT_EQ(o.strips, static_cast<int>(o.drawn.size()));
-  EXPECT_EQ(o.options.stripTotal, o.strips);
-  EXPECT_EQ(o.options.stripVertexSum, vertices);
-  EXPECT_EQ(o.options.polygonTotal, n);
-  EXPECT_EQ(o.options.polygonVertexSum, 3 * n);
+  const VKStripOptions &t = o.options;
+  EXPECT_EQ((std::vector<int>{o.strips, t.stripTotal, t.stripVertexSum, t.polygonTotal, t.polygonVertexSum}),
+            (std::vector<int>{static_cast<int>(o.drawn.size()), o.strips, vertices, n, 3 * n}));
   return o;
 }
 
@@ -151,13 +142,11 @@ TEST(Strips, HandWorkedMeshes) {
   const uint32_t kStrips = kStripBitStrips, kSquare = kStripBitSquare;
   const std::vector<uint16_t> joined = {0x8001, 0xE002}, apart = {0xE400, 0xE400};
   const Polygons one = {{3, 0, 2, 1}}, two = {{0, 1, 2}, {0, 2, 3}};
+  // Wanted strip states (used, first, left, single, excluded, corner), strips
+  // drawn and warnings.
   const struct {
-    const char *what;
-    ScMesh *mesh;
-    uint32_t bits, output;
-    std::vector<uint16_t> states;  // used, first, left, single, excluded, corner
-    Polygons strips;
-    const char *warnings = "";
+    const char *what; ScMesh *mesh; uint32_t bits, output;
+    std::vector<uint16_t> states; Polygons strips; const char *warnings = "";
   } cases[] = {
       // Both keys tie: the later triangle seeds, toward edge (0, 2); no
       // backward edge: a left strip from the corner opposite, vertex 3.
@@ -171,7 +160,8 @@ TEST(Strips, HandWorkedMeshes) {
       // backward to C. One backward step leaves the parity at 1: a right
       // strip from C, starting at the corner opposite (1,4), vertex 5.
       {"seed in the middle",
-       GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 1, 0}}, {{0, 1, 4}, {0, 4, 3}, {1, 5, 4}}),
+       GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 1, 0}},
+                {{0, 1, 4}, {0, 4, 3}, {1, 5, 4}}),
        kStrips, 0, {0x8000, 0x8002, 0xC001}, {{5, 1, 4, 0, 3}}},
       // Edge (0, 1) shared by three triangles: the first two pair up and
       // join as in the quad; the third has no neighbour and stands alone.
@@ -180,7 +170,6 @@ TEST(Strips, HandWorkedMeshes) {
        kStrips, 0, {0x8002, 0xE002, 0xE400}, {{3, 1, 0, 2}, {1, 0, 4}}},
       // Strip mode joins across any angle; square mode within 0.1 degree.
       {"strip 30 degrees", Quad(0, 0, 30), kStrips, 0, joined, one},
-      {"strips win over square", Quad(0, 0, 30), kStrips | kSquare, 0, joined, one},
       {"square 0.05 degrees", Quad(0, 0, 0.05), kSquare, 0, joined, one},
       {"square 0.2 degrees", Quad(0, 0, 0.2), kSquare, 0, apart, two},
       // -pvc and -pvn compare the first corners of the shared edge.
@@ -207,8 +196,7 @@ TEST(Strips, HandWorkedMeshes) {
 }
 
 TEST(Strips, DriverStripsEveryGroupAndPrintsTheStatistics) {
-  // Node a: a 2x1 grid, a quad under each of two materials; node b: no mesh;
-  // node c: a quad with no materials.
+  // Node a: a 2x1 grid, a quad per material; b: no mesh; c: a quad, no materials.
   ScModel *a = ScModelAlloc("a"), *c = ScModelAlloc("c");
   ScMesh *grid = a->mesh = Grid(2, 1);
   for (int t = 0; t < 4; ++t) grid->polygons[t].materialId = t / 2;
@@ -223,8 +211,6 @@ TEST(Strips, DriverStripsEveryGroupAndPrintsTheStatistics) {
   EXPECT_EQ(ptest::Printed([&] { strips = VKMakeStrips(&hand.list, info); }),
             "[STRIP] polygon_total_n 6\npolygon_vertex_sum 18\nstrip_total_n 3\nstrip_vertex_sum 12\n");
   EXPECT_EQ(strips, 3);
-  EXPECT_EQ(info->mnlist[0].groups[1].lists[kVKListTriangles].stripCount, 1);
-  EXPECT_EQ(info->mnlist[2].defaultGroup.stripTotal, 1);
   VKFreeOptimizeInfo(info);
 }
 
@@ -240,21 +226,19 @@ TEST(StripOrder, EdgeAndTriangleOrdersMatchTheExchangeSortsWithHeavyTies) {
     std::vector<float> triangleKeys(static_cast<size_t>(n) * 3);
     for (auto &k : triangleKeys) k = angles[rng() % (round % 2 ? 2 : 6)];
     std::vector<int32_t> fast(static_cast<size_t>(n)), literal(static_cast<size_t>(n));
-    VKEdgeOrder(edgeKeys.data(), n, fast.data());
-    LiteralEdgeOrder(edgeKeys.data(), n, literal.data());
+    VKEdgeOrder(edgeKeys.data(), n, fast.data()), LiteralEdgeOrder(edgeKeys.data(), n, literal.data());
     ASSERT_EQ(fast, literal);
-    VKTriangleOrder(triangleKeys.data(), n, fast.data());
-    LiteralTriangleOrder(triangleKeys.data(), n, literal.data());
+    VKTriangleOrder(triangleKeys.data(), n, fast.data()), LiteralTriangleOrder(triangleKeys.data(), n, literal.data());
     ASSERT_EQ(fast, literal);
   }
 }
 
-// Strips two copies of a mesh with the fast and with the literal sorts:
-// the strip fields, statistics and warnings must be the same.
+// Two copies of a mesh stripped with the fast and the literal sorts match.
 template <typename Make>
 void CheckPair(Make make, uint32_t bits, const std::string &what) {
   SCOPED_TRACE(what);
   ScMesh *fm = make(), *lm = make();
+  ASSERT_TRUE(fm && lm);
   Outcome fast = Strip(fm, bits), literal = Strip(lm, bits, 0, true);
   for (const auto &w : fast.drawn) EXPECT_TRUE(bits != kStripBitSquare || w.size() <= 4u);
   EXPECT_EQ(fast.warnings, literal.warnings);
@@ -269,8 +253,7 @@ void CheckPair(Make make, uint32_t bits, const std::string &what) {
   EXPECT_EQ(fields(fm), fields(lm));
 }
 
-// Mesh i of the bundled sample, its polygons made triangles and chained, or
-// null when node i has none.
+// Node i's mesh of the bundled sample made triangles and chained, if any.
 ScMesh *SampleMesh(int i) {
   ScNodeList *list = nullptr;
   const float rotation[3] = {0, 0, 0};
@@ -285,12 +268,11 @@ ScMesh *SampleMesh(int i) {
 TEST(StripProperty, SampleGridsAndSoupsStripEveryTriangleOnceLikeTheExchangeSorts) {
   ptest::FreshAllocator();
   for (uint32_t bits : {kStripBitStrips, kStripBitSquare}) {
-    int sampleMeshes = 0;
-    for (int i = 0; i < 4; i++)
-      if (SampleMesh(i)) CheckPair([i] { return SampleMesh(i); }, bits, "sample " + std::to_string(i)), sampleMeshes++;
-    EXPECT_EQ(sampleMeshes, 3);
+    EXPECT_EQ(SampleMesh(3), nullptr);  // body and wheels have meshes, the antenna none
+    for (int i = 0; i < 3; i++) CheckPair([i] { return SampleMesh(i); }, bits, "sample " + std::to_string(i));
     for (auto [w, h] : {std::pair{1, 1}, {2, 3}, {7, 5}, {16, 16}}) CheckPair([=] { return Grid(w, h); }, bits, "grid");
-    for (unsigned seed = 0; seed < 50; ++seed) CheckPair([=] { return Soup(seed); }, bits, "soup " + std::to_string(seed));
+    for (unsigned seed = 0; seed < 50; ++seed)
+      CheckPair([=] { return Soup(seed); }, bits, "soup " + std::to_string(seed));
   }
   ScFreeAll();
 }
