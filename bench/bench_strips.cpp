@@ -17,7 +17,7 @@
 #include "process/nodelist.h"
 #include "process/optimize.h"
 #include "process/strips.h"
-#include "process/test_strips_mesh.h"
+#include "process/process_util.h"
 #include "scene/records.h"
 
 namespace {
@@ -38,13 +38,12 @@ struct GridScene {
     int bandRows = kMaxNodeVertices / (width + 1) - 1;
     for (int row = 0; row < rows; row += bandRows) {
       int h = std::min(bandRows, rows - row);
-      striptest::BuiltMesh band = striptest::Build(striptest::Grid(width, h));
       ScModel *model = ScModelAlloc("band");
-      model->mesh = band.mesh;
+      model->mesh = ptest::Grid(width, h);
       model->hasMesh = 1;
       nodes.push_back(ScNode{});
       nodes.back().model = nodes.back().node = model;
-      triangles += band.count();
+      triangles += model->mesh->nbPolygon;
     }
     for (ScNode &node : nodes) slist.push_back(&node);
     list.slist = slist.data();
@@ -83,8 +82,8 @@ void Strip(benchmark::State &state, bool literal) {
     VKStripOptions options;
     VKInitStripOptions(&options, kStripBitStrips, 0);
     if (literal) {
-      options.edgeOrder = striptest::LiteralEdgeOrder;
-      options.triangleOrder = striptest::LiteralTriangleOrder;
+      options.edgeOrder = ptest::LiteralEdgeOrder;
+      options.triangleOrder = ptest::LiteralTriangleOrder;
     }
     strips = VKMakeStrips(&scene.list, scene.info, &options);
     peakKb = std::max(peakKb, StatusKb("VmHWM:") - base);

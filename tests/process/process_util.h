@@ -67,6 +67,34 @@ inline ScMesh *GiveMesh(ScModel *model, const std::vector<Vec3> &points, const P
   return mesh;
 }
 
+// A W x H grid of quads split in two, wound alike, all normals equal.
+inline ScMesh *Grid(int w, int h) {
+  std::vector<Vec3> points;
+  Polygons tris;
+  for (int a = 0; a < (w + 1) * (h + 1); ++a) points.push_back({float(a % (w + 1)), float(a / (w + 1)), 0.0f});
+  for (int a = 0; a < (w + 1) * h; ++a)
+    if (a % (w + 1) != w) tris.push_back({a, a + 1, a + w + 2}), tris.push_back({a, a + w + 2, a + w + 1});
+  return GiveMesh(nullptr, points, tris);
+}
+
+// The builder's exchange sorts, literally: swap when the later edge key is
+// smaller, or when the front triangle key is not smaller.
+inline void LiteralEdgeOrder(const uint32_t *keys, int32_t n, int32_t *order) {
+  std::vector<uint32_t> k(keys, keys + n);
+  for (int32_t i = 0; i < n; ++i) order[i] = i;
+  for (int32_t i = 0; i < n; ++i)
+    for (int32_t j = i + 1; j < n; ++j)
+      if (k[j] < k[i]) std::swap(k[i], k[j]), std::swap(order[i], order[j]);
+}
+
+inline void LiteralTriangleOrder(const float *keys, int32_t n, int32_t *order) {
+  auto key = [&](int32_t i) { return keys + order[i] * 3; };
+  for (int32_t i = 0; i < n; ++i) order[i] = i;
+  for (int32_t i = 0; i < n; ++i)
+    for (int32_t j = i + 1; j < n; ++j)
+      if (!std::lexicographical_compare(key(i), key(i) + 3, key(j), key(j) + 3)) std::swap(order[i], order[j]);
+}
+
 // A scene under construction; a node goes last among its parent's children
 // (or at the end of the root level), with a one-point mesh when `meshed`.
 class SceneBuilder {

@@ -93,6 +93,31 @@ TEST(Tags, TableOfNames) {
   }
 }
 
+// The write-info word from the model, output and chunk option words and the
+// texture source kind, worked out by hand from the flag layouts.
+TEST(Tags, WriteFlagsFromTheCommandLineWords) {
+  const struct {
+    uint32_t model, output, chunk;
+    int32_t kind;
+    uint32_t want;
+  } cases[] = {
+      {0x80000000, 0x38000000, 0x40000001, 7, 0xC0C00000},  // defaults
+      {0x80000002, 0x38000000, 0x40000001, 1, 0x80800000},  // -notexture, kind 1
+      {0x80000000, 0x38000000, 0x40000001, 1, 0xC0D80000},  // kind 1
+      {0x80001000, 0, 0, 7, 0x40C00000},                    // -noflags
+      {0x00800000, 0x80000000, 0, 7, 0xC0C48000},           // -noenv, -nodiffuse
+      {0x60000000, 0x6003, 0, 7, 0xF6C0000C},  // -polynormal -forcetex -pvn -pvc -bindebug
+      {0, 0x1001, 0, 7, 0xC0C00084},           // -texn3 -bin
+      {0, 0, 0x10000, 7, 0xC0C00400},          // -delmat
+      {0, 0, 0x18000, 7, 0xC0C00200},          // -delmat with -dma
+      {0, 0, 0x0800F100, 7, 0xC0C25B00},       // -vctouf -pctouf -uvh -dma -euv -delambi
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(VKMakeWriteFlags(c.model, c.output, c.chunk, c.kind), c.want)
+        << std::hex << c.model << " " << c.output << " " << c.chunk;
+  }
+}
+
 TEST(Tags, ApplyingTagsRunsTheEmissionNormalPassesTheyAskFor) {
   // A square with its centre (1, 1, 0) as point 4; polygons 1 and 2 use
   // material 1. The material pass turns the normals of material 1's points

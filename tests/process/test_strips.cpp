@@ -17,17 +17,10 @@
 namespace {
 
 using ptest::GiveMesh;
+using ptest::Grid;
+using ptest::LiteralEdgeOrder;
+using ptest::LiteralTriangleOrder;
 using ptest::Polygons;
-
-// A W x H grid of quads split in two, wound alike, all normals equal.
-ScMesh *Grid(int w, int h) {
-  std::vector<ptest::Vec3> points;
-  Polygons tris;
-  for (int a = 0; a < (w + 1) * (h + 1); ++a) points.push_back({float(a % (w + 1)), float(a / (w + 1)), 0.0f});
-  for (int a = 0; a < (w + 1) * h; ++a)
-    if (a % (w + 1) != w) tris.push_back({a, a + 1, a + w + 2}), tris.push_back({a, a + w + 2, a + w + 1});
-  return GiveMesh(nullptr, points, tris);
-}
 
 // The unit quad 0 (0,0), 1 (1,0), 2 (1,1), 3 (0,1) split along 0-2; in the second
 // triangle corner 1 moved by (du, dv) in UV, the normal tilted, and corner 0
@@ -63,24 +56,6 @@ ScMesh *Soup(unsigned seed) {
     if (rng() % 8 == 0) p->corners[rng() % 3].u += 0.25f;
   }
   return mesh;
-}
-
-// The builder's exchange sorts, literally: swap when the later edge key is
-// smaller, or when the front triangle key is not smaller.
-void LiteralEdgeOrder(const uint32_t *keys, int32_t n, int32_t *order) {
-  std::vector<uint32_t> k(keys, keys + n);
-  for (int32_t i = 0; i < n; ++i) order[i] = i;
-  for (int32_t i = 0; i < n; ++i)
-    for (int32_t j = i + 1; j < n; ++j)
-      if (k[j] < k[i]) std::swap(k[i], k[j]), std::swap(order[i], order[j]);
-}
-
-void LiteralTriangleOrder(const float *keys, int32_t n, int32_t *order) {
-  auto key = [&](int32_t i) { return keys + order[i] * 3; };
-  for (int32_t i = 0; i < n; ++i) order[i] = i;
-  for (int32_t i = 0; i < n; ++i)
-    for (int32_t j = i + 1; j < n; ++j)
-      if (!std::lexicographical_compare(key(i), key(i) + 3, key(j), key(j) + 3)) std::swap(order[i], order[j]);
 }
 
 // The strip count, statistics, warnings and vertex lists the strips draw.
