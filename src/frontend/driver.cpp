@@ -157,22 +157,24 @@ void RestoreBackupIfNoOutput(const ConvertOptions &options) {
   }
 }
 
-// The options of a run whose input has been moved to its backup, for a fatal
-// stop to put the input back when no output has been written.
+// The options of a run whose input has been moved to its backup. Until the run
+// ends, a fatal stop puts the input back when no output has been written.
 const ConvertOptions *gMovedInputRun = nullptr;
 
-void RestoreBackupOnFatalStop() {
+void RestoreMovedInput() {
   if (gMovedInputRun != nullptr) RestoreBackupIfNoOutput(*gMovedInputRun);
   gMovedInputRun = nullptr;
 }
 
 void GuardMovedInput(const ConvertOptions *options) {
   gMovedInputRun = options;
-  if (options != nullptr) {
-    AddFatalCleanup(RestoreBackupOnFatalStop);
-  } else {
-    RemoveFatalCleanup(RestoreBackupOnFatalStop);
-  }
+  AddFatalCleanup(RestoreMovedInput);
+}
+
+// The run is over: the backup goes back when nothing was written.
+void EndMovedInput() {
+  RemoveFatalCleanup(RestoreMovedInput);
+  RestoreMovedInput();
 }
 
 int RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary) {
@@ -208,7 +210,6 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
     return 0;
   }
 
-  const bool movedInput = !binary;
   if (!binary) {
     if (!MakeBackup(options)) {
       ScObjectFree(options->scene);
@@ -231,8 +232,7 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
     ScObjectFree(options->scene);
     options->scene = nullptr;
     std::fprintf(stderr, "Error : Bad nodelist\n");
-    if (movedInput) RestoreBackupIfNoOutput(*options);
-    GuardMovedInput(nullptr);
+    EndMovedInput();
     return 0;
   }
 
@@ -243,8 +243,7 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
   }
   route.writer(options->nodeList, options->inputName, options->outputName, &options->globalIndex,
                options->texturePath, options->chunkFlags);
-  if (movedInput) RestoreBackupIfNoOutput(*options);
-  GuardMovedInput(nullptr);
+  EndMovedInput();
   ScFreeAll();
   return 0;
 }

@@ -31,6 +31,7 @@
 
 #include "process/nodelist.h"
 #include "process/nodelist_internal.h"
+#include "process/strips_order.h"
 #include "scene/records.h"
 
 namespace {
@@ -81,23 +82,6 @@ bool HasRepeatedIds(ScNode **list, int count) {
   return false;
 }
 
-// Counts of marked positions in front of a position.
-class PositionCounter {
- public:
-  explicit PositionCounter(int size) : tree_(static_cast<size_t>(size) + 1, 0) {}
-  void Mark(int position) {
-    for (size_t i = static_cast<size_t>(position) + 1; i < tree_.size(); i += i & (~i + 1)) tree_[i]++;
-  }
-  int Before(int position) const {
-    int count = 0;
-    for (size_t i = static_cast<size_t>(position); i > 0; i -= i & (~i + 1)) count += tree_[i];
-    return count;
-  }
-
- private:
-  std::vector<int> tree_;
-};
-
 // Turns the queue by `turns` steps, front to back, the short way round.
 void Turn(std::deque<int> &queue, long turns) {
   const long size = static_cast<long>(queue.size());
@@ -140,7 +124,7 @@ void ScSortByAncestry(ScNode **list, int count) {
 
   std::vector<int> order;
   order.reserve(static_cast<size_t>(m));
-  PositionCounter smallerBefore(m);
+  vkorder::Counter smallerBefore(m);
   int smaller = 0;
   for (int first = 0; first < m;) {
     int end = first + 1;
@@ -148,14 +132,14 @@ void ScSortByAncestry(ScNode **list, int count) {
     std::deque<int> queue;
     int run = 0;
     for (int k = first; k < end; k++) {
-      const int t = smallerBefore.Before(byKey[k]);
+      const int t = smallerBefore.Below(byKey[k]);
       Turn(queue, t - run);
       queue.push_back(byKey[k]);
       run = t;
     }
     Turn(queue, smaller - run);
     order.insert(order.end(), queue.begin(), queue.end());
-    for (int k = first; k < end; k++) smallerBefore.Mark(byKey[k]);
+    for (int k = first; k < end; k++) smallerBefore.Add(byKey[k], 1);
     smaller += end - first;
     first = end;
   }

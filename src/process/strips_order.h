@@ -31,9 +31,7 @@ void FrontNotSmallerOrder(int32_t n, Less less, int32_t *order) {
   });
 }
 
-namespace detail {
-
-// Fenwick tree over counts.
+// Fenwick tree over counts (also used by the ancestry order of the node list).
 class Counter {
  public:
   explicit Counter(int32_t size) : tree_(static_cast<size_t>(size) + 1, 0) {}
@@ -64,8 +62,6 @@ class Counter {
   std::vector<int32_t> tree_;
 };
 
-}  // namespace detail
-
 // Strict variant. Within one key, entry v's fate depends only on the entries
 // with smaller keys: reading the original sequence from left to right, each
 // entry of the key joins the back of a queue, and each smaller entry met
@@ -93,7 +89,7 @@ void StrictExchangeOrder(int32_t n, Less less, int32_t *order) {
   // Smaller entries before each position.
   std::vector<int32_t> smallerBefore(static_cast<size_t>(n));
   {
-    detail::Counter seen(groups);
+    Counter seen(groups);
     for (int32_t i = 0; i < n; ++i) {
       smallerBefore[i] = seen.Below(rank[i]);
       seen.Add(rank[i], 1);
@@ -130,7 +126,7 @@ void StrictExchangeOrder(int32_t n, Less less, int32_t *order) {
     // Place the insertions, last first, each into the free slot that has
     // insertAt[j] free slots before it.
     circle.assign(static_cast<size_t>(m), 0);
-    detail::Counter freeSlots(m);
+    Counter freeSlots(m);
     for (int32_t s = 0; s < m; ++s) freeSlots.Add(s, 1);
     for (int32_t j = m - 1; j >= 0; --j) {
       int32_t slot = freeSlots.Find(insertAt[j] + 1);
