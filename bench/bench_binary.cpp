@@ -20,12 +20,12 @@ std::vector<std::string> Names(int count) {
 
 // `count` labels, values and pointers; each pointer refers to a label spread
 // over the whole chunk.
-void WriteItems(const std::vector<std::string> &names) {
+void WriteItems(VKWriter &w, const std::vector<std::string> &names) {
   const long count = static_cast<long>(names.size());
   for (long i = 0; i < count; i++) {
-    VKPrintBin("T0", names[static_cast<size_t>(i)].c_str());
-    VKPrintBin("i", static_cast<int>(i));
-    VKPrintBin("P0", names[static_cast<size_t>((i * 7919L) % count)].c_str());
+    VKPrintBin(w, "T0", names[static_cast<size_t>(i)].c_str());
+    VKPrintBin(w, "i", static_cast<int>(i));
+    VKPrintBin(w, "P0", names[static_cast<size_t>((i * 7919L) % count)].c_str());
   }
 }
 
@@ -34,12 +34,13 @@ void BM_ChunkWithLabelsAndPointers(benchmark::State &state) {
   const std::vector<std::string> names = Names(static_cast<int>(state.range(0)));
   for (auto _ : state) {
     FILE *file = std::tmpfile();
-    VKWriteOpen(file);
-    VKWriteSetBin();
-    VKWriteBinChunkStart(kVKChunkVKCM);
-    WriteItems(names);
-    VKWriteBinChunkEnd();
-    VKWriteClose();
+    VKWriter w;
+    VKWriteOpen(w, file);
+    VKWriteSetBin(w);
+    VKWriteBinChunkStart(w, kVKChunkVKCM);
+    WriteItems(w, names);
+    VKWriteBinChunkEnd(w);
+    VKWriteClose(w);
     std::fclose(file);
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -51,15 +52,15 @@ void BM_ChunkClose(benchmark::State &state) {
   const std::vector<std::string> names = Names(static_cast<int>(state.range(0)));
   for (auto _ : state) {
     state.PauseTiming();
-    VKWriteOpen(nullptr);
-    VKWriteSetBin();
-    VKWriteBinChunkStart(kVKChunkVKCM);
-    WriteItems(names);
+    VKWriter w;
+    VKWriteSetBin(w);
+    VKWriteBinChunkStart(w, kVKChunkVKCM);
+    WriteItems(w, names);
     state.ResumeTiming();
-    VKWriteBinChunkEnd();
+    VKWriteBinChunkEnd(w);
     state.PauseTiming();
-    VKWriteSetAscii();  // nothing to write: the image is dropped
-    VKWriteClose();
+    VKWriteSetAscii(w);  // nothing to write: the image is dropped
+    VKWriteClose(w);
     state.ResumeTiming();
   }
 }

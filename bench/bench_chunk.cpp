@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "base/console.h"
 #include "chunk/chunk_writer.h"
-#include "frontend/console.h"
 #include "frontend/options.h"
 #include "process/nodelist.h"
 #include "reader/reader.h"
@@ -112,12 +112,13 @@ void WriterOnly(benchmark::State &state, bool binary) {
     uint32_t modelFlags = 0x80000000, stripFlags = 0, chunkFlags = 0x40000001;
     CompleteChunkOptions(&chunkFlags, &stripFlags, &modelFlags);
     const float rotation[3] = {0, 0, 0};
-    ScNodeList *list = ScGetNodeList(scene, modelFlags, 0x38000000u | (binary ? 1u : 0u), stripFlags, rotation);
+    ScNodeList *list = nullptr;
+    ScGetNodeList(scene, modelFlags, 0x38000000u | (binary ? 1u : 0u), stripFlags, rotation, &list);
     char name[kNameSize];
     std::snprintf(name, sizeof name, "%s", work.file("big.vka").c_str());
     GlobalIndexBlock globalIndex{};
     state.ResumeTiming();
-    VKWriteChunkModel(list, "big.vka", name, &globalIndex, "", chunkFlags);
+    VKWriteChunkModel({list, "big.vka", name, &globalIndex, "", chunkFlags, 1.0f, nullptr});
     state.PauseTiming();
     ScFreeAll();
     state.ResumeTiming();

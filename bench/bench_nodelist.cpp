@@ -6,7 +6,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "process/nodelist.h"
 #include "scene/memory.h"
 #include "scene/records.h"
@@ -107,7 +107,8 @@ void RunMillion(benchmark::State &state, uint32_t modelFlags, uint32_t outputFla
     FreshTable();
     ScObject *scene = MillionTriangleScene();
     state.ResumeTiming();
-    ScNodeList *list = ScGetNodeList(scene, modelFlags, outputFlags, 0, kNoRotation);
+    ScNodeList *list = nullptr;
+    ScGetNodeList(scene, modelFlags, outputFlags, 0, kNoRotation, &list);
     benchmark::DoNotOptimize(list);
     state.PauseTiming();
     triangles = 0;
@@ -147,7 +148,8 @@ void BM_NodeList_RemoveBonesNodes(benchmark::State &state) {
       GiveGrid(AddNode(scene, root, "leaf" + std::to_string(t), 0.25f, 0.0f), 1, 1, false);
     }
     state.ResumeTiming();
-    ScNodeList *list = ScGetNodeList(scene, kRemoveBones, 0, 0, kNoRotation);
+    ScNodeList *list = nullptr;
+    ScGetNodeList(scene, kRemoveBones, 0, 0, kNoRotation, &list);
     benchmark::DoNotOptimize(list);
   }
   state.SetComplexityN(state.range(0));

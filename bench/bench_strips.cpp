@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "process/nodelist.h"
 #include "process/optimize.h"
 #include "process/strips.h"
@@ -48,7 +48,7 @@ struct GridScene {
     for (ScNode &node : nodes) slist.push_back(&node);
     list.slist = slist.data();
     list.node_n = static_cast<int>(nodes.size());
-    list.stripbits = kStripBitStrips;
+    list.stripbits = vkopt::kStripOn;
     info = VKGetOptimizeInfo(&list, 0x40000001);
   }
 };
@@ -80,7 +80,7 @@ void Strip(benchmark::State &state, bool literal) {
     ResetPeak();
     long base = StatusKb("VmRSS:");
     VKStripOptions options;
-    VKInitStripOptions(&options, kStripBitStrips, 0);
+    VKInitStripOptions(&options, vkopt::kStripOn, 0);
     if (literal) {
       options.edgeOrder = ptest::LiteralEdgeOrder;
       options.triangleOrder = ptest::LiteralTriangleOrder;

@@ -2,19 +2,25 @@
 // with the byte count, the base of the open chunk, alignment, rewriting of
 // earlier bytes and the console hex dump.
 #include <cstring>
+#include <utility>
 
+#include "base/console.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
-#include "frontend/console.h"
 
 namespace vkbin {
 
 void ImageInit(WriterState &state) {
   state.image = BufferChain{};
-  BufferInit(&state.image);
-  state.pieces.assign(1, state.image.first);
+  state.image.allocate = state.hooks.allocate;
+  state.pieces.clear();
   state.byteCount = 0;
   state.base = 0;
+  if (VKStatus status = BufferInit(&state.image); !status.ok()) {
+    Fail(state, std::move(status));
+    return;
+  }
+  state.pieces.push_back(state.image.first);
 }
 
 void ImageFree(WriterState &state) {
@@ -25,11 +31,17 @@ void ImageFree(WriterState &state) {
 }
 
 void ImageWrite(WriterState &state, const void *bytes, long count) {
+  if (Failed(state)) return;
   BufferChain &chain = state.image;
-  if (!chain.current) ImageInit(state);
   const auto *from = static_cast<const unsigned char *>(bytes);
   while (count > 0) {
-    if (chain.used == chain.pieceSize) state.pieces.push_back(BufferAddPiece(&chain));
+    if (chain.used == chain.pieceSize) {
+      if (VKStatus status = BufferAddPiece(&chain); !status.ok()) {
+        Fail(state, std::move(status));
+        return;
+      }
+      state.pieces.push_back(chain.current);
+    }
     long room = chain.pieceSize - chain.used;
     long take = count < room ? count : room;
     if (from) {
@@ -54,16 +66,22 @@ void ImageAlign(WriterState &state, int alignment) {
   if (alignment <= 1) return;
   long old = state.byteCount;
   long pad = (alignment - old % alignment) % alignment;
-  if (pad == 0) return;
+  if (pad == 0 || Failed(state)) return;
   if (state.dump) PrintMessage("Alignment%d(bc %ld -> ", alignment, old);
   ImageWrite(state, nullptr, pad);
-  if (state.dump) PrintMessage("%ld)\n", state.byteCount);
+  if (state.dump && !Failed(state)) PrintMessage("%ld)\n", state.byteCount);
 }
 
 void ImageRewrite(WriterState &state, long position, const void *bytes, int count) {
-  if (position < 0) return;
-  if (position >= state.byteCount) FatalError("Error: Bad bc %s\n", "RewriteBytes");
-  if (position + count > state.byteCount) FatalError("Error: Can't rewrite %s\n", "run over current bc");
+  if (position < 0 || Failed(state)) return;
+  if (position >= state.byteCount) {
+    Fail(state, VKStopStatus(VKStatusCode::kBadRewrite, "Error: Bad bc %s\n", "RewriteBytes"));
+    return;
+  }
+  if (position + count > state.byteCount) {
+    Fail(state, VKStopStatus(VKStatusCode::kBadRewrite, "Error: Can't rewrite %s\n", "run over current bc"));
+    return;
+  }
   const BufferChain &chain = state.image;
   const auto *from = static_cast<const unsigned char *>(bytes);
   size_t index = static_cast<size_t>(position / chain.pieceSize);
@@ -125,27 +143,27 @@ void ImageDump(const WriterState &state) {
 
 }  // namespace vkbin
 
-using vkbin::State;
+using vkbin::WriterState;
 
-void VKWriteBytes(const void *bytes, int count) {
-  if (count > 0) vkbin::ImageWrite(State(), bytes, count);
+void VKWriteBytes(VKWriter &writer, const void *bytes, int count) {
+  if (count > 0) vkbin::ImageWrite(writer.state(), bytes, count);
 }
-void VKWrite4(uint32_t value) { vkbin::ImageWriteLE(State(), value, 4); }
-void VKWrite2(uint32_t value) { vkbin::ImageWriteLE(State(), value, 2); }
-void VKWrite1(uint32_t value) { vkbin::ImageWriteLE(State(), value, 1); }
-void VKWriteText(const char *text) {
+void VKWrite4(VKWriter &writer, uint32_t value) { vkbin::ImageWriteLE(writer.state(), value, 4); }
+void VKWrite2(VKWriter &writer, uint32_t value) { vkbin::ImageWriteLE(writer.state(), value, 2); }
+void VKWrite1(VKWriter &writer, uint32_t value) { vkbin::ImageWriteLE(writer.state(), value, 1); }
+void VKWriteText(VKWriter &writer, const char *text) {
   if (!text) text = "";
-  vkbin::ImageWrite(State(), text, static_cast<long>(std::strlen(text)) + 1);
+  vkbin::ImageWrite(writer.state(), text, static_cast<long>(std::strlen(text)) + 1);
 }
-void VKAlign(int alignment) { vkbin::ImageAlign(State(), alignment); }
-long VKGetByteCount() { return State().byteCount; }
-void VKSetBase(long base) {
-  vkbin::WriterState &state = State();
+void VKAlign(VKWriter &writer, int alignment) { vkbin::ImageAlign(writer.state(), alignment); }
+long VKGetByteCount(const VKWriter &writer) { return writer.state().byteCount; }
+void VKSetBase(VKWriter &writer, long base) {
+  WriterState &state = writer.state();
   state.base = base;
   state.image.mark = base;
 }
-long VKGetBase() { return State().base; }
-void RewriteBytes(long position, const void *bytes, int count) {
-  vkbin::ImageRewrite(State(), position, bytes, count);
+long VKGetBase(const VKWriter &writer) { return writer.state().base; }
+void RewriteBytes(VKWriter &writer, long position, const void *bytes, int count) {
+  vkbin::ImageRewrite(writer.state(), position, bytes, count);
 }
-void VKDumpImage() { vkbin::ImageDump(State()); }
+void VKDumpImage(const VKWriter &writer) { vkbin::ImageDump(writer.state()); }

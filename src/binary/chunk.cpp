@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/console.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
-#include "frontend/console.h"
 
 namespace vkbin {
 namespace {
@@ -78,7 +78,7 @@ void WriteBigEndian(WriterState &state, uint32_t value, int width) {
 // Each string after the payload, unaligned; its pointer field gets the
 // text's offset from the base.
 void PlaceStrings(WriterState &state) {
-  for (const QueueEntry *entry = state.strings.first; entry; entry = entry->next) {
+  for (const QueueEntry *entry = state.strings.first; entry && !Failed(state); entry = entry->next) {
     long at = state.byteCount;
     ImageWrite(state, entry->name, static_cast<long>(std::strlen(entry->name)) + 1);
     RewriteWord(state, entry->position, static_cast<uint32_t>(at - state.base));
@@ -129,7 +129,7 @@ void ResolvePointers(WriterState &state) {
   LabelIndex index(state.labels.count);
   for (const QueueEntry *label = state.labels.first; label; label = label->next)
     index.Set(label->name, label->position);
-  for (const QueueEntry *pointer = state.pointers.first; pointer; pointer = pointer->next) {
+  for (const QueueEntry *pointer = state.pointers.first; pointer && !Failed(state); pointer = pointer->next) {
     const long *position = index.Get(pointer->name);
     if (!position) {
       PrintError("Error : Can't chain %s\n", pointer->name);
@@ -178,6 +178,7 @@ void WritePointerChunk(WriterState &state) {
   ImageWriteLE(state, 0, 4);
   long previous = state.base;
   ForEachPointerPosition(state, [&](int, int, long position) {
+    if (Failed(state)) return;
     auto words = static_cast<uint32_t>((position - previous) / 4);
     if (words < 64) {
       uint32_t code = 0x40 | words;
@@ -197,6 +198,7 @@ void WritePointerChunk(WriterState &state) {
     }
     previous = position;
   });
+  if (Failed(state)) return;
   long pad = (4 - state.byteCount % 4) % 4;
   if (state.dump) PrintMessage("padsize %ld\n", pad);
   ImageWrite(state, nullptr, pad);
@@ -241,12 +243,11 @@ void ReleaseChunk(WriterState &state) {
 
 }  // namespace vkbin
 
-using vkbin::State;
 using vkbin::WriterState;
 
-void VKWriteBinChunkStart(uint32_t name) {
-  WriterState &state = State();
-  if (state.mode == kVKModeAscii) return;
+void VKWriteBinChunkStart(VKWriter &writer, uint32_t name) {
+  WriterState &state = writer.state();
+  if (state.mode == kVKModeAscii || vkbin::Failed(state)) return;
   char text[5];
   if (state.openChunk) {
     vkbin::NameText(name, false, text);
@@ -267,15 +268,17 @@ void VKWriteBinChunkStart(uint32_t name) {
   state.openChunk = name;
   state.sizePosition = state.byteCount;
   vkbin::ImageWriteLE(state, 0, 4);
-  VKSetBase(state.byteCount);
+  if (vkbin::Failed(state)) return;
+  VKSetBase(writer, state.byteCount);
   if (state.dump) PrintMessage("\n{BaseBC %ld}\n", state.base);
 }
 
-void VKWriteBinChunkEnd() {
-  WriterState &state = State();
-  if (state.mode == kVKModeAscii || !state.openChunk) return;
+void VKWriteBinChunkEnd(VKWriter &writer) {
+  WriterState &state = writer.state();
+  if (state.mode == kVKModeAscii || !state.openChunk || vkbin::Failed(state)) return;
   vkbin::PlaceStrings(state);
   vkbin::ResolvePointers(state);
+  if (vkbin::Failed(state)) return;
   if (state.dump) {
     vkbin::DumpQueue(state.labels, "topqueue");
     vkbin::DumpQueue(state.pointers, "ptrqueue");
@@ -284,6 +287,7 @@ void VKWriteBinChunkEnd() {
   }
   vkbin::ImageAlign(state, 4);
   vkbin::FixSize(state, state.sizePosition);
+  if (vkbin::Failed(state)) return;
   if (state.dump) {
     char text[5];
     vkbin::NameText(kVKChunkPOF0, true, text);

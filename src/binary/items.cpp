@@ -3,9 +3,10 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "base/console.h"
+#include "base/packers.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
-#include "frontend/console.h"
 
 namespace vkbin {
 namespace {
@@ -75,8 +76,8 @@ void NoteArgument(WriterState &state, const char *text) {
   state.argumentsUsed++;
 }
 
-uint32_t NextInt(WriterState &state, va_list *args) {
-  auto value = static_cast<uint32_t>(va_arg(*args, int));
+int NextInt(WriterState &state, va_list *args) {
+  const int value = va_arg(*args, int);
   NoteArgument(state, nullptr);
   return value;
 }
@@ -113,6 +114,7 @@ void Label(WriterState &state, const ItemCode &code, const char *rest, va_list *
   state.markersUsed++;
   ReadName(state, rest, false, args, name);
   ImageAlign(state, 4);
+  if (Failed(state)) return;
   if (state.dump) PrintMessage(code.dump, state.byteCount, name);
   QueueLabel(state, name, state.byteCount);
 }
@@ -122,6 +124,7 @@ void Pointer(WriterState &state, const ItemCode &code, const char *rest, va_list
   state.markersUsed++;
   ReadName(state, rest, true, args, name);
   ImageAlign(state, 4);
+  if (Failed(state)) return;
   if (state.dump) PrintMessage(code.dump, state.byteCount, name);
   StorePointerPosition(state, state.byteCount);
   if (std::strcmp(name, "NULL") != 0) QueuePointer(state, name, state.byteCount);
@@ -140,38 +143,34 @@ void Value(WriterState &state, const ItemCode &code, va_list *args) {
       NoteArgument(state, text);
       if (!text) text = "";
       break;
-    case Item::kInt: word = NextInt(state, args); break;
+    case Item::kInt: word = static_cast<uint32_t>(NextInt(state, args)); break;
     case Item::kFloat:
       real = static_cast<float>(va_arg(*args, double));
       NoteArgument(state, nullptr);
       std::memcpy(&word, &real, 4);
       break;
     case Item::kNorm32: {
-      uint32_t x = NextInt(state, args), y = NextInt(state, args), z = NextInt(state, args);
-      word = x << 20 | y << 10 | z;
+      int v[3];
+      for (int &value : v) value = NextInt(state, args);
+      word = VKPackNorm32Fields(static_cast<uint32_t>(v[0]), static_cast<uint32_t>(v[1]), static_cast<uint32_t>(v[2]));
       break;
     }
     case Item::kArgb: {
-      uint32_t a = NextInt(state, args), r = NextInt(state, args), g = NextInt(state, args);
-      uint32_t b = NextInt(state, args);
-      word = (a & 0xFF) << 24 | (r & 0xFF) << 16 | (g & 0xFF) << 8 | (b & 0xFF);
+      int v[4];
+      for (int &value : v) value = NextInt(state, args);
+      word = VKPackARGB8888(v[0], v[1], v[2], v[3]);
       break;
     }
     case Item::kD565: {
-      uint32_t half[2];
-      for (uint32_t &h : half) {
-        uint32_t r = NextInt(state, args), g = NextInt(state, args), b = NextInt(state, args);
-        h = (r & 31) << 11 | (g & 63) << 5 | (b & 31);
-      }
-      word = half[0] << 16 | half[1];
+      int v[6];
+      for (int &value : v) value = NextInt(state, args);
+      word = VKPackD565S565(v[0], v[1], v[2], v[3], v[4], v[5]);
       break;
     }
     case Item::kD4444: {
-      uint32_t a = NextInt(state, args), r = NextInt(state, args), g = NextInt(state, args);
-      uint32_t b = NextInt(state, args);
-      uint32_t sr = NextInt(state, args), sg = NextInt(state, args), sb = NextInt(state, args);
-      word = ((a & 15) << 12 | (r & 15) << 8 | (g & 15) << 4 | (b & 15)) << 16 |
-             (sr & 31) << 11 | (sg & 63) << 5 | (sb & 31);
+      int v[7];
+      for (int &value : v) value = NextInt(state, args);
+      word = VKPackD4444S565(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
       break;
     }
     default: return;
@@ -181,6 +180,7 @@ void Value(WriterState &state, const ItemCode &code, va_list *args) {
     return;
   }
   ImageAlign(state, code.alignment);
+  if (Failed(state)) return;
   if (state.dump) {
     long at = state.byteCount;
     uint32_t masked = code.width == 4 ? word : word & ((1u << (8 * code.width)) - 1);
@@ -209,14 +209,15 @@ void Value(WriterState &state, const ItemCode &code, va_list *args) {
   }
 }
 
-// Walks the codes until arguments and markers used reach their length.
-void Interpret(const char *codes, va_list *args) {
-  WriterState &state = State();
+// Walks the codes until arguments and markers used reach their length, or
+// the writer fails.
+void Interpret(WriterState &state, const char *codes, va_list *args) {
+  if (Failed(state)) return;
   state.argumentsUsed = 0;
   state.markersUsed = 0;
   for (int i = 0; i < 10; i++) state.argumentText[i] = nullptr;
   const long length = static_cast<long>(std::strlen(codes));
-  for (const char *p = codes; *p; p++) {
+  for (const char *p = codes; *p && !Failed(state); p++) {
     if (state.argumentsUsed + state.markersUsed >= length) break;
     const ItemCode *code = kHandlers[static_cast<unsigned char>(*p)];
     if (!code) continue;
@@ -241,23 +242,22 @@ bool Binary(const WriterState &state) { return state.mode != kVKModeAscii; }
 }  // namespace
 }  // namespace vkbin
 
-using vkbin::State;
 using vkbin::WriterState;
 
-void VKPrint(const char *codes, const char *format, ...) {
-  WriterState &state = State();
+void VKPrint(VKWriter &writer, const char *codes, const char *format, ...) {
+  WriterState &state = writer.state();
   va_list args;
   va_start(args, format);
   if (vkbin::Binary(state)) {
-    if (codes) vkbin::Interpret(codes, &args);
+    if (codes) vkbin::Interpret(state, codes, &args);
   } else if (format) {
     std::vfprintf(state.file, format, args);
   }
   va_end(args);
 }
 
-void VKPrintAscii(const char *format, ...) {
-  WriterState &state = State();
+void VKPrintAscii(VKWriter &writer, const char *format, ...) {
+  WriterState &state = writer.state();
   if (vkbin::Binary(state) || !format) return;
   va_list args;
   va_start(args, format);
@@ -265,11 +265,11 @@ void VKPrintAscii(const char *format, ...) {
   va_end(args);
 }
 
-void VKPrintBin(const char *codes, ...) {
-  WriterState &state = State();
+void VKPrintBin(VKWriter &writer, const char *codes, ...) {
+  WriterState &state = writer.state();
   if (!vkbin::Binary(state) || !codes) return;
   va_list args;
   va_start(args, codes);
-  vkbin::Interpret(codes, &args);
+  vkbin::Interpret(state, codes, &args);
   va_end(args);
 }

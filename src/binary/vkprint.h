@@ -21,10 +21,17 @@
 //   "5"  6 ints, D565S565 word; "a" 7 ints, D4444S565 word
 // The walk over the codes stops once arguments used plus markers ("!", "$",
 // "T", "P") reach the length of the code string.
+//
+// All state lives in a VKWriter object that the model writer owns for its
+// output run and hands to everything that prints into the file.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
+
+#include "base/status.h"
 
 // ---- Writer modes -----------------------------------------------------------
 constexpr int kVKModeBinDebug = 0;  // binary, every item described on the console
@@ -43,62 +50,95 @@ constexpr uint32_t kVKChunkVKBM = VKChunkName("VKBM");
 constexpr uint32_t kVKChunkVKTL = VKChunkName("VKTL");
 constexpr uint32_t kVKChunkPOF0 = VKChunkName("POF0");
 
-// ---- Dual print -----------------------------------------------------------------
-// A null format or null codes writes nothing for that side (binary-only and
-// ASCII-only lines use VKPrintBin and VKPrintAscii, which keep the format
-// checked). When the writer is not open, the first print opens it in ASCII
-// mode on the standard error stream.
-void VKPrint(const char *codes, const char *format, ...) __attribute__((format(printf, 2, 3)));
-// ASCII text only (nothing in the binary modes).
-void VKPrintAscii(const char *format, ...) __attribute__((format(printf, 1, 2)));
-// Binary items only (nothing in ASCII mode).
-void VKPrintBin(const char *codes, ...);
-
 // ---- Writer state ---------------------------------------------------------------
-// Creates the writer state when there is none (ASCII mode, empty image) and binds
-// the file; a null file binds the standard error stream.
-void VKWriteOpen(FILE *file);
+// How a writer reaches the file system and memory. A null member is the
+// standard operation; tests put in failing ones.
+struct VKWriterHooks {
+  FILE *(*open)(const char *name, const char *mode);
+  int (*rename)(const char *from, const char *to);
+  void *(*allocate)(size_t size);  // the byte image's pieces, released with std::free
+};
+
+namespace vkbin {
+struct WriterState;
+}
+
+// The dual print and binary writer of one output run: ASCII mode on the
+// standard error stream and an empty byte image until told otherwise. A
+// failure inside the writer (a byte image that cannot grow, a rewrite outside
+// the image) is kept as the writer's status; from then on the writer writes
+// and describes nothing more, and VKWriteClose returns it.
+class VKWriter {
+ public:
+  explicit VKWriter(const VKWriterHooks *hooks = nullptr);
+  // A file opened by VKWriteOpenFile and not closed is removed (its target
+  // stays as it was), also when an exception unwinds the writer.
+  ~VKWriter();
+  VKWriter(const VKWriter &) = delete;
+  VKWriter &operator=(const VKWriter &) = delete;
+
+  vkbin::WriterState &state() { return *state_; }
+  const vkbin::WriterState &state() const { return *state_; }
+
+ private:
+  std::unique_ptr<vkbin::WriterState> state_;
+};
+
+// Binds a file; a null file binds the standard error stream.
+void VKWriteOpen(VKWriter &writer, FILE *file);
 // Opens `name` for writing through a temporary file beside it and binds it. The
 // finished file replaces `name` only when VKWriteClose has written it
 // completely, so a failed run never leaves a truncated file where a good one
-// stood. Returns the bound stream, or null (after an error message) when the
-// temporary file cannot be created.
-FILE *VKWriteOpenFile(const char *name);
-void VKWriteSetBin();       // mode 1
-void VKWriteSetBinDebug();  // mode 0; silences the info stream and the texture tags
-void VKWriteSetAscii();     // mode 2
-int VKWriteGetMode();       // 2 when no writer is open
-// Writes the byte image when the write flag is set (dump mode: hex dump first),
-// releases everything and binds the standard error stream again. A file opened
-// by VKWriteOpenFile is closed and renamed into place. Returns false when the
-// output could not be written completely (an error has been printed).
-bool VKWriteClose();
+// stood. Fails with kCantOpen, after printing the error, when the temporary
+// file cannot be created.
+VKStatus VKWriteOpenFile(VKWriter &writer, const char *name);
+void VKWriteSetBin(VKWriter &writer);       // mode 1
+void VKWriteSetBinDebug(VKWriter &writer);  // mode 0; silences the info stream
+void VKWriteSetAscii(VKWriter &writer);     // mode 2
+int VKWriteGetMode(const VKWriter &writer);
+// The writer's failure so far, or ok.
+const VKStatus &VKWriteStatus(const VKWriter &writer);
+// Writes the byte image when the write flag is set (dump mode: hex dump first)
+// and releases it; a file opened by VKWriteOpenFile is closed and renamed into
+// place. The writer is then as new (ASCII mode on the standard error stream).
+// Returns the writer's earlier failure (not printed, nothing written, the
+// temporary file removed), or kCantWrite after printing an error when the
+// output could not be written completely.
+VKStatus VKWriteClose(VKWriter &writer);
+
+// ---- Dual print -----------------------------------------------------------------
+// A null format or null codes writes nothing for that side (binary-only and
+// ASCII-only lines use VKPrintBin and VKPrintAscii, which keep the format
+// checked).
+void VKPrint(VKWriter &writer, const char *codes, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
+// ASCII text only (nothing in the binary modes).
+void VKPrintAscii(VKWriter &writer, const char *format, ...) __attribute__((format(printf, 2, 3)));
+// Binary items only (nothing in ASCII mode).
+void VKPrintBin(VKWriter &writer, const char *codes, ...);
 
 // ---- Chunks ---------------------------------------------------------------------
 // Both do nothing in ASCII mode. Chunks are never nested.
-void VKWriteBinChunkStart(uint32_t name);
+void VKWriteBinChunkStart(VKWriter &writer, uint32_t name);
 // Places the strings, resolves pointers against labels, fixes the size field and
 // appends the chunk's POF0 chunk.
-void VKWriteBinChunkEnd();
+void VKWriteBinChunkEnd(VKWriter &writer);
 
 // ---- Byte image (binary modes) ------------------------------------------------
-void VKWriteBytes(const void *bytes, int count);
-void VKWrite4(uint32_t value);  // little-endian, unaligned
-void VKWrite2(uint32_t value);
-void VKWrite1(uint32_t value);
-void VKWriteText(const char *text);  // with its terminating zero
-void VKAlign(int alignment);         // 2 or 4; zero bytes
-long VKGetByteCount();
-void VKSetBase(long base);
-long VKGetBase();
+void VKWriteBytes(VKWriter &writer, const void *bytes, int count);
+void VKWrite4(VKWriter &writer, uint32_t value);  // little-endian, unaligned
+void VKWrite2(VKWriter &writer, uint32_t value);
+void VKWrite1(VKWriter &writer, uint32_t value);
+void VKWriteText(VKWriter &writer, const char *text);  // with its terminating zero
+void VKAlign(VKWriter &writer, int alignment);         // 2 or 4; zero bytes
+long VKGetByteCount(const VKWriter &writer);
+void VKSetBase(VKWriter &writer, long base);
+long VKGetBase(const VKWriter &writer);
 // Copies `count` bytes over the image from `position` on. A negative position
 // does nothing; a position beyond the image or a copy running past the byte
-// count ends the process with a message.
-void RewriteBytes(long position, const void *bytes, int count);
+// count fails the writer with kBadRewrite ("Error: Bad bc RewriteBytes",
+// "Error: Can't rewrite run over current bc").
+void RewriteBytes(VKWriter &writer, long position, const void *bytes, int count);
 // Hex dump of the whole image on the console, as VKWriteClose prints it in
 // dump mode.
-void VKDumpImage();
-
-// Silences the texture converter's tag output while a dump is printed; the
-// texture converter reads it.
-bool VKTextureTagsSilenced();
+void VKDumpImage(const VKWriter &writer);

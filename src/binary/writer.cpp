@@ -2,20 +2,17 @@
 // byte image and puts an owned output file into place.
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <utility>
 
+#include "base/console.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
-#include "frontend/console.h"
 
 namespace vkbin {
 namespace {
 
-std::unique_ptr<WriterState> gState;
-bool gTextureTagsSilenced = false;
-bool gExitHookInstalled = false;
-
 void ResetState(WriterState &state) {
+  state.status = VKStatus{};
   state.file = stderr;
   state.ownsFile = false;
   state.targetName.clear();
@@ -26,112 +23,120 @@ void ResetState(WriterState &state) {
   state.sizePosition = 0;
   state.argumentsUsed = state.markersUsed = 0;
   for (const char *&text : state.argumentText) text = nullptr;
-  state.pool = PagedPool{};
-  state.poolLive = false;
   ReleaseChunk(state);
+  state.image.allocate = state.hooks.allocate;
   ImageInit(state);
 }
 
-// An owned output that is still open when the process ends (a fatal error
-// during the run) leaves no temporary file behind; the target is untouched.
-void RemoveUnfinishedOutput() {
-  if (!gState || !gState->ownsFile) return;
-  if (gState->file) std::fclose(gState->file);
-  std::remove(gState->temporaryName.c_str());
-  gState->ownsFile = false;
-  gState->file = stderr;
+// An owned output that is still open leaves no temporary file behind; the
+// target is untouched.
+void RemoveUnfinishedOutput(WriterState &state) {
+  if (!state.ownsFile) return;
+  if (state.file) std::fclose(state.file);
+  std::remove(state.temporaryName.c_str());
+  state.ownsFile = false;
+  state.file = stderr;
 }
 
-void SetMode(int mode, bool dump, bool write) {
-  WriterState &state = State();
+void SetMode(WriterState &state, int mode, bool dump, bool write) {
   state.mode = mode;
   state.dump = dump;
   state.write = write;
 }
 
-}  // namespace
-
-WriterState &State() {
-  if (!gState) {
-    gState = std::make_unique<WriterState>();
-    ResetState(*gState);
-  }
-  return *gState;
+int Rename(const WriterState &state, const char *from, const char *to) {
+  return state.hooks.rename ? state.hooks.rename(from, to) : std::rename(from, to);
 }
 
-bool StateExists() { return gState != nullptr; }
+}  // namespace
+
+void Fail(WriterState &state, VKStatus status) {
+  if (state.status.ok()) state.status = std::move(status);
+}
 
 }  // namespace vkbin
 
-using vkbin::State;
 using vkbin::WriterState;
 
-void VKWriteOpen(FILE *file) {
-  State().file = file ? file : stderr;
+VKWriter::VKWriter(const VKWriterHooks *hooks) : state_(std::make_unique<WriterState>()) {
+  WriterState &state = *state_;
+  state.hooks = hooks ? *hooks : VKWriterHooks{};
+  state.pool = PagedPool{};
+  state.poolLive = false;
+  state.image = BufferChain{};
+  vkbin::ResetState(state);
 }
 
-FILE *VKWriteOpenFile(const char *name) {
+VKWriter::~VKWriter() {
+  vkbin::RemoveUnfinishedOutput(*state_);
+  vkbin::ReleaseChunk(*state_);
+  vkbin::ImageFree(*state_);
+}
+
+void VKWriteOpen(VKWriter &writer, FILE *file) { writer.state().file = file ? file : stderr; }
+
+VKStatus VKWriteOpenFile(VKWriter &writer, const char *name) {
+  WriterState &state = writer.state();
   std::string temporary = std::string(name) + ".tmp~";
-  FILE *file = std::fopen(temporary.c_str(), "wb");
-  if (!file) {
-    PrintError("Error : Can't open file %s\n", temporary.c_str());
-    return nullptr;
-  }
-  if (!vkbin::gExitHookInstalled) {
-    std::atexit(vkbin::RemoveUnfinishedOutput);
-    vkbin::gExitHookInstalled = true;
-  }
-  AddFatalCleanup(vkbin::RemoveUnfinishedOutput);
-  WriterState &state = State();
+  FILE *file = state.hooks.open ? state.hooks.open(temporary.c_str(), "wb") : std::fopen(temporary.c_str(), "wb");
+  if (!file) return VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", temporary.c_str());
   state.file = file;
   state.ownsFile = true;
   state.targetName = name;
   state.temporaryName = temporary;
-  return file;
+  return VKStatus{};
 }
 
-void VKWriteSetBin() { vkbin::SetMode(kVKModeBinary, false, true); }
+void VKWriteSetBin(VKWriter &writer) { vkbin::SetMode(writer.state(), kVKModeBinary, false, true); }
 
-void VKWriteSetBinDebug() {
-  vkbin::SetMode(kVKModeBinDebug, true, true);
+void VKWriteSetBinDebug(VKWriter &writer) {
+  vkbin::SetMode(writer.state(), kVKModeBinDebug, true, true);
   SetInfoStream(nullptr);
-  vkbin::gTextureTagsSilenced = true;
 }
 
-void VKWriteSetAscii() { vkbin::SetMode(kVKModeAscii, false, false); }
+void VKWriteSetAscii(VKWriter &writer) { vkbin::SetMode(writer.state(), kVKModeAscii, false, false); }
 
-int VKWriteGetMode() { return vkbin::StateExists() ? State().mode : kVKModeAscii; }
+int VKWriteGetMode(const VKWriter &writer) { return writer.state().mode; }
 
-bool VKTextureTagsSilenced() { return vkbin::gTextureTagsSilenced; }
+const VKStatus &VKWriteStatus(const VKWriter &writer) { return writer.state().status; }
 
-bool VKWriteClose() {
-  if (!vkbin::StateExists()) return true;
-  WriterState &state = State();
-  bool ok = true;
-  if (state.dump) vkbin::ImageDump(state);
-  if (state.write) {
-    if (!state.file || state.file == stderr) {
-      PrintError("Error : Bad fp! Can't flash binary\n");
-      ok = false;
-    } else if (!BufferWrite(&state.image, state.file)) {
-      ok = false;
+VKStatus VKWriteClose(VKWriter &writer) {
+  WriterState &state = writer.state();
+  VKStatus result;
+  if (vkbin::Failed(state)) {
+    result = state.status;
+    vkbin::RemoveUnfinishedOutput(state);
+  } else {
+    bool ok = true;
+    if (state.dump) vkbin::ImageDump(state);
+    if (state.write) {
+      if (!state.file || state.file == stderr) {
+        PrintError("Error : Bad fp! Can't flash binary\n");
+        ok = false;
+      } else if (!BufferWrite(&state.image, state.file)) {
+        ok = false;
+      }
     }
-  }
-  if (state.ownsFile) {
-    ok = !std::ferror(state.file) && ok;
-    ok = (std::fclose(state.file) == 0) && ok;
-    state.file = stderr;
-    state.ownsFile = false;
-    if (ok && std::rename(state.temporaryName.c_str(), state.targetName.c_str()) != 0) ok = false;
-    if (!ok) {
-      std::remove(state.temporaryName.c_str());
-      PrintError("Error : Can't write %s\n", state.targetName.c_str());
+    if (state.ownsFile) {
+      ok = !std::ferror(state.file) && ok;
+      ok = (std::fclose(state.file) == 0) && ok;
+      state.file = stderr;
+      state.ownsFile = false;
+      if (ok && vkbin::Rename(state, state.temporaryName.c_str(), state.targetName.c_str()) != 0) ok = false;
+      if (!ok) {
+        std::remove(state.temporaryName.c_str());
+        result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n", state.targetName.c_str());
+      }
+    } else if (!ok) {
+      if (state.write && state.file && state.file != stderr) {
+        result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n", "binary file");
+      } else {
+        result = VKReportedStatus(VKStatusCode::kCantWrite);
+      }
     }
-  } else if (!ok && state.write && state.file && state.file != stderr) {
-    PrintError("Error : Can't write %s\n", "binary file");
   }
   vkbin::ReleaseChunk(state);
   vkbin::ImageFree(state);
-  vkbin::gState.reset();
-  return ok;
+  vkbin::ResetState(state);
+  return result;
 }

@@ -1,5 +1,4 @@
-// The process-wide state of the dual print and binary writer, shared by the
-// files of this folder only.
+// The state of one VKWriter, shared by the files of this folder only.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "base/status.h"
+#include "binary/vkprint.h"
 #include "scene/memory.h"
 
 namespace vkbin {
@@ -33,6 +34,8 @@ struct PointerPage {
 };
 
 struct WriterState {
+  VKWriterHooks hooks;      // the standard operations where null
+  VKStatus status;          // the first failure; once set, nothing more is written
   FILE *file;               // bound output; stderr when none
   bool ownsFile;            // opened by VKWriteOpenFile: closed and renamed at close
   std::string targetName;   // final name of an owned file
@@ -66,10 +69,9 @@ struct WriterState {
   long base;                          // first payload byte of the open chunk
 };
 
-// The state, created (ASCII mode, standard error stream) when there is none.
-WriterState &State();
-// True while a state exists.
-bool StateExists();
+inline bool Failed(const WriterState &state) { return !state.status.ok(); }
+// Keeps the first failure of the run.
+void Fail(WriterState &state, VKStatus status);
 
 // Chunk queues, used by the item interpreter.
 void QueueLabel(WriterState &state, const char *name, long position);
@@ -79,7 +81,8 @@ void StorePointerPosition(WriterState &state, long position);
 // Releases the open chunk's pool, if any.
 void ReleaseChunk(WriterState &state);
 
-// Byte image internals.
+// Byte image internals. Writing and rewriting fail the writer (and then do
+// nothing) as the public functions describe.
 void ImageInit(WriterState &state);
 void ImageFree(WriterState &state);
 // Aligns to 2 or 4 with zero bytes, describing the padding in dump mode.

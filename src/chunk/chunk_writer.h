@@ -4,19 +4,27 @@
 
 #include <cstdint>
 
-struct ScNodeList;
+#include "base/status.h"
+#include "binary/write_info.h"
+
 struct ScObject;
-struct GlobalIndexBlock;
 
-// Writes the node list as a Chunk model. The output file's name is derived
-// from outputName (".vk" for binary, ".vad"/".vat" or ".vkd"/".vkt" with
-// -septex); every file is written to a temporary name and renamed into place
-// when complete. Returns 1 when every object was written, 0 otherwise (the
-// files are still written when only an illegal instance object failed).
-int VKWriteChunkModel(ScNodeList *nodeList, const char *inputName, char *outputName,
-                      GlobalIndexBlock *globalIndex, const char *texturePath, uint32_t chunkFlags);
+// Chunk output, run by the driver on the option words before the node list
+// is built: forces triangulation, decides the strip bits from the volume mode
+// and marks the chunk flags as a Chunk model.
+void CompleteChunkOptions(uint32_t *chunkFlags, uint32_t *stripFlags, uint32_t *modelFlags);
 
-// A Chunk model indexes vertices with 16 bits: returns false, after an error
-// naming the object, when a mesh of the scene has more than 65,535 vertices.
-// The driver asks this before it touches any file.
-bool VKSceneFitsChunkModel(const ScObject *scene);
+// Writes the request's node list as a Chunk model. The output file's name is
+// derived from the request's output name (".vk" for binary, ".vad"/".vat" or
+// ".vkd"/".vkt" with -septex); every file is written to a temporary name and
+// renamed into place when complete. Returns ok when every object was
+// written; kCantOpen or kCantWrite (reported) when a file could not be
+// written; kBadObject (reported) after an illegal instance object, the files
+// being written all the same; or the writer's failure (kOutOfMemory,
+// kBadRewrite), which is not printed yet and leaves no file behind.
+VKStatus VKWriteChunkModel(const VKWriteRequest &request);
+
+// A Chunk model indexes vertices with 16 bits: fails with kRefused, after an
+// error naming the object, when a mesh of the scene has more than 65,535
+// vertices. The driver asks this before it touches any file.
+VKStatus VKSceneFitsChunkModel(const ScObject *scene);

@@ -2,8 +2,9 @@
 // and the packers that are not constant expressions.
 #include "chunk/encoding.h"
 
-#include <cmath>
 #include <cstdio>
+
+#include "base/flags.h"
 
 namespace {
 
@@ -82,9 +83,9 @@ const VKFlag kVKFlags[] = {
     {"FEXP_12", 0x0C00, kFEXP}, {"FEXP_13", 0x0D00, kFEXP}, {"FEXP_14", 0x0E00, kFEXP},
     {"FEXP_15", 0x0F00, kFEXP}, {"FEXP_16", 0x1000, kFEXP},
 
-    {"FST_IL", 0x0100, kFST},  {"FST_IS", 0x0200, kFST}, {"FST_IA", 0x0400, kFST},
-    {"FST_UA", 0x0800, kFST},  {"FST_DB", 0x1000, kFST}, {"FST_FL", 0x2000, kFST},
-    {"FST_ENV", 0x4000, kFST},
+    {"FST_IL", vkfst::kIL, kFST}, {"FST_IS", vkfst::kIS, kFST}, {"FST_IA", vkfst::kIA, kFST},
+    {"FST_UA", vkfst::kUA, kFST}, {"FST_DB", vkfst::kDB, kFST}, {"FST_FL", vkfst::kFL, kFST},
+    {"FST_ENV", vkfst::kENV, kFST},
 
     {"FFL_U", 0x8000, kFFL},   {"FFL_V", 0x4000, kFFL},
     {"FCL_U", 0x2000, kFCL},   {"FCL_V", 0x1000, kFCL},
@@ -202,18 +203,23 @@ std::string VKFlagsText(uint16_t value, VKFlagWord word) {
   return text.empty() ? std::string("0x0") : text;
 }
 
-int VKIntensity(int red, int green, int blue) {
-  double weighted = (0.299 * (red & 0xFF) + 0.587 * (green & 0xFF) + 0.114 * (blue & 0xFF)) * 128.0;
-  auto value = static_cast<int>(std::trunc(weighted));
-  return value < 0 ? 0 : value > 0x7FFF ? 0x7FFF : value;
-}
+const VKVertexType kVKVertexTypes[] = {
+    {vkopt::kCnkV_SH, CnkV_SH},         {vkopt::kCnkV, CnkV},
+    {vkopt::kCnkV_D8, CnkV_D8},         {vkopt::kCnkV_UF, CnkV_UF},
+    {vkopt::kCnkV_NF, CnkV_NF},         {vkopt::kCnkV_S5, CnkV_S5},
+    {vkopt::kCnkV_S4, CnkV_S4},         {vkopt::kCnkV_IN, CnkV_IN},
+    {vkopt::kCnkV_VN_SH, CnkV_VN_SH},   {vkopt::kCnkV_VN, CnkV_VN},
+    {vkopt::kCnkV_VN_D8, CnkV_VN_D8},   {vkopt::kCnkV_VN_UF, CnkV_VN_UF},
+    {vkopt::kCnkV_VN_NF, CnkV_VN_NF},   {vkopt::kCnkV_VN_S5, CnkV_VN_S5},
+    {vkopt::kCnkV_VN_S4, CnkV_VN_S4},   {vkopt::kCnkV_VN_IN, CnkV_VN_IN},
+    {vkopt::kCnkV_VNX, CnkV_VNX},       {vkopt::kCnkV_VNX_D8, CnkV_VNX_D8},
+    {vkopt::kCnkV_VNX_UF, CnkV_VNX_UF},
+};
+const int kVKVertexTypeCount = static_cast<int>(sizeof(kVKVertexTypes) / sizeof(kVKVertexTypes[0]));
 
-int VKNorm10(float component) {
-  if (!std::isfinite(component) || std::fabs(component) > 1.0e6f) component = 0.0f;
-  return static_cast<int>(std::trunc(static_cast<double>(component) * 511.0)) & 0x3FF;
-}
-
-uint32_t VKPackNORM32(float nx, float ny, float nz) {
-  return static_cast<uint32_t>(VKNorm10(nx)) << 20 | static_cast<uint32_t>(VKNorm10(ny)) << 10 |
-         static_cast<uint32_t>(VKNorm10(nz));
+const VKChunkKind *VKFindVertexType(uint32_t chunkFlags) {
+  const uint32_t value = chunkFlags & vkopt::kChunkVertexTypeMask;
+  for (const VKVertexType &type : kVKVertexTypes)
+    if (type.value == value) return VKFindChunkKindById(type.id);
+  return nullptr;
 }

@@ -5,9 +5,8 @@
 #include <string>
 
 #include "binary/vkprint.h"
+#include "binary/write_info.h"
 #include "chunk/encoding.h"
-#include "chunk/write_info.h"
-#include "process/tags.h"
 #include "scene/records.h"
 
 namespace {
@@ -20,6 +19,10 @@ struct BitMap {
 // Texture flip and clamp: attrflags bit, TID head-word bit.
 constexpr BitMap kAttrToTextureHead[] = {
     {vkattr::kFlipU, 0x8000}, {vkattr::kFlipV, 0x4000}, {vkattr::kClampU, 0x2000}, {vkattr::kClampV, 0x1000}};
+
+// Second TID word: super-sample bit and texture id field.
+constexpr uint16_t kTextureIdSuperSample = 0x2000;
+constexpr uint16_t kTextureIdMask = 0x1FFF;
 
 // Filter mode by attrflags bits 13-14, as the second TID word holds it (both
 // bits set reads as trilinear).
@@ -46,7 +49,7 @@ int ExponentStep(float power) {
   return 16;
 }
 
-void WriteTextureChunk(uint32_t attrflags, int textureId) {
+void WriteTextureChunk(VKWriter &w, uint32_t attrflags, int textureId) {
   if (textureId == -1) return;
   uint16_t head = 0;
   for (const BitMap &bit : kAttrToTextureHead)
@@ -54,49 +57,50 @@ void WriteTextureChunk(uint32_t attrflags, int textureId) {
   const uint16_t depth = static_cast<uint16_t>(attrflags & vkattr::kDepthAdjust);
   const std::string flipClamp = VKFlagsText(head, VKFlagWord::kTextureHead);
   const std::string depthName(VKFlagName(kFDA, depth));
-  VKPrintAscii("\t%s( %s|%s ),", "CnkT_TID", flipClamp.c_str(), depthName.c_str());
-  VKPrintBin("S", VKHeadWord(CnkT_TID, static_cast<uint16_t>(head | depth)));
-  const uint16_t filter = kFilterMode[(attrflags & vkattr::kFilter) >> 13];
+  VKPrintAscii(w, "\t%s( %s|%s ),", "CnkT_TID", flipClamp.c_str(), depthName.c_str());
+  VKPrintBin(w, "S", VKHeadWord(CnkT_TID, static_cast<uint16_t>(head | depth)));
+  const uint16_t filter = kFilterMode[(attrflags & vkattr::kFilter) >> vkattr::kFilterShift];
   const std::string filterName(VKFlagName(kFFM, filter));
   const bool superSample = (attrflags & vkattr::kSuperSample) != 0;
   if (superSample)
-    VKPrintAscii(" %s( %s|%s, %d ),\n", "_TID", filterName.c_str(), "FSS", textureId);
+    VKPrintAscii(w, " %s( %s|%s, %d ),\n", "_TID", filterName.c_str(), "FSS", textureId);
   else
-    VKPrintAscii(" %s( %s, %d ),\n", "_TID", filterName.c_str(), textureId);
-  VKPrintBin("S", filter | (superSample ? 0x2000 : 0) | (textureId & 0x1FFF));
+    VKPrintAscii(w, " %s( %s, %d ),\n", "_TID", filterName.c_str(), textureId);
+  VKPrintBin(w, "S", filter | (superSample ? kTextureIdSuperSample : 0) | (textureId & kTextureIdMask));
 }
 
-void WriteColourLine(const char *label, int a, int r, int g, int b) {
-  VKPrint("!g$8", "\t%s( %d, %d, %d, %d ),\n", label, a, r, g, b);
+void WriteColourLine(VKWriter &w, const char *label, int a, int r, int g, int b) {
+  VKPrint(w, "!g$8", "\t%s( %d, %d, %d, %d ),\n", label, a, r, g, b);
 }
 
-void WriteMaterialChunk(int parts, uint32_t attrflags, const VKMaterialState &state) {
+void WriteMaterialChunk(VKWriter &w, int parts, uint32_t attrflags, const VKMaterialState &state) {
   const int id = kMaterialKind[parts];
   const int size = 2 * ((parts & 1) + (parts >> 1 & 1) + (parts >> 2 & 1));
-  const uint16_t source = static_cast<uint16_t>((attrflags >> 29 & 7) << 11);
-  const uint16_t destination = static_cast<uint16_t>((attrflags >> 26 & 7) << 8);
+  const uint16_t source = static_cast<uint16_t>((attrflags >> vkattr::kBlendSourceShift & 7) << 11);
+  const uint16_t destination = static_cast<uint16_t>((attrflags >> vkattr::kBlendDestinationShift & 7) << 8);
   const std::string sourceName(VKFlagName(kFBS, source));
   const std::string destinationName(VKFlagName(kFBD, destination));
-  VKPrintAscii("\t%s( %s|%s ), %d,\n", ChunkName(id), sourceName.c_str(), destinationName.c_str(), size);
-  VKPrintBin("SS", VKHeadWord(id, source | destination), size);
+  VKPrintAscii(w, "\t%s( %s|%s ), %d,\n", ChunkName(id), sourceName.c_str(), destinationName.c_str(), size);
+  VKPrintBin(w, "SS", VKHeadWord(id, source | destination), size);
   const uint8_t *d = state.diffuse;
   const uint8_t *a = state.ambient;
   const uint8_t *s = state.specular;
-  if (parts & 1) WriteColourLine("MDiff", d[3], d[0], d[1], d[2]);
-  if (parts & 2) WriteColourLine("MAmbi", a[3], a[0], a[1], a[2]);
-  if (parts & 4) WriteColourLine("MSpec", state.exponent, s[0], s[1], s[2]);
+  if (parts & 1) WriteColourLine(w, "MDiff", d[3], d[0], d[1], d[2]);
+  if (parts & 2) WriteColourLine(w, "MAmbi", a[3], a[0], a[1], a[2]);
+  if (parts & 4) WriteColourLine(w, "MSpec", state.exponent, s[0], s[1], s[2]);
 }
 
 }  // namespace
 
 void VKWriteMaterialChunks(const VKWriteInfo *info, const ScMaterials *material, int textureId,
                            uint16_t stripFlags, VKMaterialState &state) {
+  VKWriter &w = *info->writer;
   const uint32_t flags = info->flags;
-  const uint32_t attrflags = material ? material->attrflags : kDefaultAttrFlags;
+  const uint32_t attrflags = material ? material->attrflags : vkattr::kDefault;
   const bool textured = textureId != -1;
   if ((flags & vkflag::kDeleteAllMaterials) ||
       ((flags & vkflag::kDeleteTexMaterials) && textured && !(stripFlags & vkfst::kUA))) {
-    WriteTextureChunk(attrflags, textureId);
+    WriteTextureChunk(w, attrflags, textureId);
     return;
   }
   const float *diffuse = material ? material->diffuse : kDefaultDiffuse;
@@ -123,8 +127,8 @@ void VKWriteMaterialChunks(const VKWriteInfo *info, const ScMaterials *material,
     state.exponent = exponent;
     state.textureFlags = textureFlags;
     state.textureId = textureId;
-    WriteMaterialChunk(1 | (ambientOn ? 2 : 0) | (specularOn ? 4 : 0), attrflags, state);
-    WriteTextureChunk(attrflags, textureId);
+    WriteMaterialChunk(w, 1 | (ambientOn ? 2 : 0) | (specularOn ? 4 : 0), attrflags, state);
+    WriteTextureChunk(w, attrflags, textureId);
     state.started = true;
     return;
   }
@@ -140,11 +144,11 @@ void VKWriteMaterialChunks(const VKWriteInfo *info, const ScMaterials *material,
     std::memcpy(state.specular, s, 4);
     state.exponent = exponent;
   }
-  if (parts) WriteMaterialChunk(parts, attrflags, state);
+  if (parts) WriteMaterialChunk(w, parts, attrflags, state);
   if (state.textureFlags != textureFlags || state.textureId != textureId) {
     state.textureFlags = textureFlags;
     state.textureId = textureId;
-    WriteTextureChunk(attrflags, textureId);
+    WriteTextureChunk(w, attrflags, textureId);
   }
 }
 

@@ -4,38 +4,10 @@
 
 #include <cstdint>
 
+#include "base/flags.h"
+
 struct VKWriteInfo;
 struct ScMaterials;
-
-// Bits of a material's attrflags read by the chunk emitters.
-namespace vkattr {
-constexpr uint32_t kIgnoreAmbient = 0x00000040;
-constexpr uint32_t kDepthAdjust = 0x00000F00;
-constexpr uint32_t kSuperSample = 0x00001000;
-constexpr uint32_t kFilter = 0x00006000;
-constexpr uint32_t kClampV = 0x00008000;
-constexpr uint32_t kClampU = 0x00010000;
-constexpr uint32_t kFlipV = 0x00020000;
-constexpr uint32_t kFlipU = 0x00040000;
-constexpr uint32_t kIgnoreSpecular = 0x00080000;
-constexpr uint32_t kUseAlpha = 0x00100000;
-constexpr uint32_t kEnvironment = 0x00400000;
-constexpr uint32_t kDoubleSided = 0x00800000;
-constexpr uint32_t kFlat = 0x01000000;
-constexpr uint32_t kIgnoreLight = 0x02000000;
-constexpr uint32_t kTextureFlags = 0x0007FF00;
-}  // namespace vkattr
-
-// Strip flags (FST_) of a strip chunk's head word.
-namespace vkfst {
-constexpr uint16_t kIL = 0x0100;
-constexpr uint16_t kIS = 0x0200;
-constexpr uint16_t kIA = 0x0400;
-constexpr uint16_t kUA = 0x0800;
-constexpr uint16_t kDB = 0x1000;
-constexpr uint16_t kFL = 0x2000;
-constexpr uint16_t kENV = 0x4000;
-}  // namespace vkfst
 
 // The current material of one polygon list; value-initialise it at the
 // start of every list.

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "base/flags.h"
 #include "binary/vkprint.h"
+#include "binary/write_info.h"
 #include "chunk/emit.h"
 #include "chunk/encoding.h"
 #include "chunk/material_emit.h"
 #include "chunk/strip_layout.h"
-#include "chunk/write_info.h"
 #include "process/optimize.h"
-#include "process/tags.h"
 #include "scene/records.h"
 
 namespace {
@@ -52,9 +52,9 @@ struct GroupContext {
 // ---- Strip flags and user words ------------------------------------------------------
 bool VertexColoursCarryAlpha(const VKWriteInfo *info, uint32_t outputWord) {
   if ((outputWord & vkflag::kPolyVertexColour) && !(outputWord & vkflag::kNoVertexColour)) return true;
-  if (info->chunkFlags & 0x08000000) return true;  // -vctouf
-  switch (info->chunkFlags & 7) {
-    case 2: case 5: case 6: case 7: return true;  // D8, S5, S4, IN
+  if (info->chunkFlags & vkopt::kChunkVertexColourToUserFlag) return true;
+  switch (info->chunkFlags & vkopt::kChunkVertexFormatMask) {
+    case vkopt::kCnkV_D8: case vkopt::kCnkV_S5: case vkopt::kCnkV_S4: case vkopt::kCnkV_IN: return true;
     default: return false;
   }
 }
@@ -87,8 +87,8 @@ int UserWordsOf(uint32_t outputWord) {
   int count = kMeshUserWords;
   if (outputWord & vkflag::kPolyColourToUserFlag)
     count = 2;
-  else if (outputWord & 3)
-    count = static_cast<int>(outputWord & 3);
+  else if (outputWord & vkflag::kUserWordsMask)
+    count = static_cast<int>(outputWord & vkflag::kUserWordsMask);
   return count > 3 ? 3 : count;
 }
 
@@ -103,64 +103,64 @@ struct StripFormat {
 
 int TruncScaled(float value, double scale) { return TruncToInt(static_cast<double>(value) * scale); }
 
-void WriteUserWords(const StripFormat &format, const ScPolygon *polygon) {
+void WriteUserWords(VKWriter &w, const StripFormat &format, const ScPolygon *polygon) {
   if (format.userWords == 0) return;
   const ScAttribute *attribute = polygon->attribute;
   if (format.colourWords) {
     static constexpr float kNoColour[4] = {0, 0, 0, 0};
     const float *c = attribute ? attribute->diffuse : kNoColour;
-    VKPrint("!g$8", " %s( %d, %d, %d, %d ),", "MDiff", VKColourByte(c[3]), VKColourByte(c[0]), VKColourByte(c[1]),
+    VKPrint(w, "!g$8", " %s( %d, %d, %d, %d ),", "MDiff", VKColourByte(c[3]), VKColourByte(c[0]), VKColourByte(c[1]),
             VKColourByte(c[2]));
     return;
   }
-  VKPrintAscii("%s%d(", "Uf", format.userWords);
+  VKPrintAscii(w, "%s%d(", "Uf", format.userWords);
   for (int k = 0; k < format.userWords; ++k) {
     const unsigned word = attribute ? static_cast<unsigned>(attribute->tail[k]) & 0xFFFF : 0;
     if (k + 1 < format.userWords)
-      VKPrint("S", " 0x%x,", word);
+      VKPrint(w, "S", " 0x%x,", word);
     else
-      VKPrint("S", " 0x%x ),", word);
+      VKPrint(w, "S", " 0x%x ),", word);
   }
 }
 
-void WriteStripVertex(const StripFormat &format, const VKStripVertex &vertex) {
+void WriteStripVertex(VKWriter &w, const StripFormat &format, const VKStripVertex &vertex) {
   const ScPolyNode &corner = vertex.polygon->corners[vertex.corner];
-  VKPrint("S", "%d, ", corner.vertex);
+  VKPrint(w, "S", "%d, ", corner.vertex);
   if (format.uv) {
     const double scale = format.uv == 1 ? 256.0 : 1024.0;
     const int u = TruncScaled(corner.u, scale);
     const int v = TruncToInt((1.0 - static_cast<double>(corner.v)) * scale);
-    VKPrint("!g$s$s", "\t%s( %d, %d ),", format.uv == 1 ? "Uvn" : "Uvh", u, v);
+    VKPrint(w, "!g$s$s", "\t%s( %d, %d ),", format.uv == 1 ? "Uvn" : "Uvh", u, v);
   }
   if (format.normal) {
     const float *n = corner.normal;
-    VKPrintAscii(" %s( %f, %f, %f ), ", "Pvn", n[0], n[1], n[2]);
-    VKPrintBin("sss", TruncScaled(n[0], 32767.0), TruncScaled(n[1], 32767.0), TruncScaled(n[2], 32767.0));
+    VKPrintAscii(w, " %s( %f, %f, %f ), ", "Pvn", n[0], n[1], n[2]);
+    VKPrintBin(w, "sss", TruncScaled(n[0], 32767.0), TruncScaled(n[1], 32767.0), TruncScaled(n[2], 32767.0));
   }
   if (format.colour) {
     const uint8_t *c = corner.color;
-    VKPrint("!g$8", " %s( %d, %d, %d, %d ), ", "MDiff", c[3], c[0], c[1], c[2]);
+    VKPrint(w, "!g$8", " %s( %d, %d, %d, %d ), ", "MDiff", c[3], c[0], c[1], c[2]);
   }
 }
 
-void WriteStrip(const StripFormat &format, const VKStripPiece &piece, const VKStripVertex *vertices) {
-  VKPrintAscii("\t%s(%d),  ", piece.left ? "StripL" : "StripR", piece.count);
-  VKPrintBin("s", piece.left ? piece.count : -piece.count);
+void WriteStrip(VKWriter &w, const StripFormat &format, const VKStripPiece &piece, const VKStripVertex *vertices) {
+  VKPrintAscii(w, "\t%s(%d),  ", piece.left ? "StripL" : "StripR", piece.count);
+  VKPrintBin(w, "s", piece.left ? piece.count : -piece.count);
   for (int i = 0; i < piece.count; ++i) {
     if (format.userWords > 0) {
-      if (i >= 3) VKPrintAscii("\n\t");
+      if (i >= 3) VKPrintAscii(w, "\n\t");
     } else if (i > 0 && i % 10 == 0) {
-      VKPrintAscii("\n                   ");
+      VKPrintAscii(w, "\n                   ");
     }
-    WriteStripVertex(format, vertices[piece.first + i]);
-    if (i >= 2) WriteUserWords(format, vertices[piece.first + i].polygon);
+    WriteStripVertex(w, format, vertices[piece.first + i]);
+    if (i >= 2) WriteUserWords(w, format, vertices[piece.first + i].polygon);
   }
-  VKPrintAscii("\n");
+  VKPrintAscii(w, "\n");
 }
 
-void WriteNull() {
-  VKPrintAscii("\t%s(),\n", "CnkNull");
-  VKPrintBin("S", 0);
+void WriteNull(VKWriter &w) {
+  VKPrintAscii(w, "\t%s(),\n", "CnkNull");
+  VKPrintBin(w, "S", 0);
 }
 
 int WordsPerStripVertex(const StripFormat &format) {
@@ -168,22 +168,23 @@ int WordsPerStripVertex(const StripFormat &format) {
 }
 
 // Strip chunks of one kind: as many as the 16-bit size and 14-bit count need.
-void WriteStripChunks(int id, uint16_t flags, const StripFormat &format, const VKStripSet &set) {
+void WriteStripChunks(VKWriter &w, int id, uint16_t flags, const StripFormat &format, const VKStripSet &set) {
   const int words = WordsPerStripVertex(format);
   for (const VKStripRun &run : VKSplitStripChunks(set, words, format.userWords)) {
     const int size = VKEvenSize(run.size);
     const std::string flagText = VKFlagsText(flags, VKFlagWord::kStrip);
-    VKPrintAscii("\t%s( %s ), %d, ", ChunkName(id), id == CnkO_ST ? "0x0" : flagText.c_str(), size);
-    VKPrintAscii("%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], run.pieceCount);
-    VKPrintBin("SSS", VKHeadWord(id, flags), size, VKCountWord(format.userWords, run.pieceCount));
+    VKPrintAscii(w, "\t%s( %s ), %d, ", ChunkName(id), id == CnkO_ST ? "0x0" : flagText.c_str(), size);
+    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], run.pieceCount);
+    VKPrintBin(w, "SSS", VKHeadWord(id, flags), size, VKCountWord(format.userWords, run.pieceCount));
     for (int p = run.firstPiece; p < run.firstPiece + run.pieceCount; ++p)
-      WriteStrip(format, set.pieces[p], set.vertices.data());
-    if (size != run.size) WriteNull();
+      WriteStrip(w, format, set.pieces[p], set.vertices.data());
+    if (size != run.size) WriteNull(w);
   }
 }
 
 // CnkO_P3 / CnkO_P4 chunks: one line of corner indices per polygon.
-void WritePolygonChunks(int id, const StripFormat &format, const std::vector<VKVolumePolygon> &polygons) {
+void WritePolygonChunks(VKWriter &w, int id, const StripFormat &format,
+                        const std::vector<VKVolumePolygon> &polygons) {
   const int corners = id == CnkO_P4 ? 4 : 3;
   const int perPolygon = corners + format.userWords;
   const int maxCount = std::min(0x3FFF, (kMaxChunkSize - 1) / perPolygon);
@@ -191,17 +192,17 @@ void WritePolygonChunks(int id, const StripFormat &format, const std::vector<VKV
     const int count = static_cast<int>(std::min<size_t>(maxCount, polygons.size() - first));
     const int natural = count * perPolygon + 1;
     const int size = VKEvenSize(natural);
-    VKPrintAscii("\t%s( 0x0 ), %d, ", ChunkName(id), size);
-    VKPrintAscii("%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], count);
-    VKPrintBin("SSS", VKHeadWord(id, 0), size, VKCountWord(format.userWords, count));
+    VKPrintAscii(w, "\t%s( 0x0 ), %d, ", ChunkName(id), size);
+    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], count);
+    VKPrintBin(w, "SSS", VKHeadWord(id, 0), size, VKCountWord(format.userWords, count));
     for (size_t i = first; i < first + count; ++i) {
       const VKVolumePolygon &polygon = polygons[i];
       for (int c = 0; c < corners; ++c)
-        VKPrint("S", c == 0 ? "\t%d, " : (c + 1 < corners ? "%d, " : "%d,"), polygon.vertices[c]);
-      WriteUserWords(format, polygon.polygon);
-      VKPrintAscii("\n");
+        VKPrint(w, "S", c == 0 ? "\t%d, " : (c + 1 < corners ? "%d, " : "%d,"), polygon.vertices[c]);
+      WriteUserWords(w, format, polygon.polygon);
+      VKPrintAscii(w, "\n");
     }
-    if (size != natural) WriteNull();
+    if (size != natural) WriteNull(w);
   }
 }
 
@@ -218,22 +219,23 @@ VKVolumeSet VolumeOf(const VKMaterialGroup &group, bool pairs) {
 }
 
 void WriteVolumeGroup(const GroupContext &group, const VKMaterialGroup &lists) {
+  VKWriter &w = *group.info->writer;
   StripFormat format{0, false, false, group.userWords, (group.outputWord & vkflag::kPolyColourToUserFlag) != 0};
-  switch (group.info->chunkFlags & 0x06000000) {
-    case 0x02000000: {
+  switch (vkopt::VolumeMode(group.info->chunkFlags)) {
+    case vkopt::kChunkVolumeStrip: {
       const VKStripSet set = StripsOf(lists, 1, format.userWords);
-      if (!set.pieces.empty()) WriteStripChunks(CnkO_ST, 0, format, set);
+      if (!set.pieces.empty()) WriteStripChunks(w, CnkO_ST, 0, format, set);
       break;
     }
-    case 0x04000000: {
+    case vkopt::kChunkVolumePoly3: {
       const VKVolumeSet volume = VolumeOf(lists, false);
-      WritePolygonChunks(CnkO_P3, format, volume.triangles);
+      WritePolygonChunks(w, CnkO_P3, format, volume.triangles);
       break;
     }
     default: {
       const VKVolumeSet volume = VolumeOf(lists, true);
-      WritePolygonChunks(CnkO_P3, format, volume.triangles);
-      WritePolygonChunks(CnkO_P4, format, volume.quads);
+      WritePolygonChunks(w, CnkO_P3, format, volume.triangles);
+      WritePolygonChunks(w, CnkO_P4, format, volume.quads);
       break;
     }
   }
@@ -242,7 +244,7 @@ void WriteVolumeGroup(const GroupContext &group, const VKMaterialGroup &lists) {
 void WriteGroup(GroupContext &group, const VKMaterialGroup &lists, VKMaterialState &state) {
   const uint32_t F = group.outputWord;
   group.userWords = UserWordsOf(F);
-  if (group.info->chunkFlags & 0x06000000) {
+  if (group.info->chunkFlags & vkopt::kChunkVolumeMask) {
     WriteVolumeGroup(group, lists);
     return;
   }
@@ -259,7 +261,7 @@ void WriteGroup(GroupContext &group, const VKMaterialGroup &lists, VKMaterialSta
     format.colour = true;
   const int id = CnkS + format.uv + (format.normal ? 3 : 0) + (format.colour ? 6 : 0);
   const VKStripSet set = StripsOf(lists, WordsPerStripVertex(format), format.userWords);
-  if (!set.pieces.empty()) WriteStripChunks(id, group.stripFlags, format, set);
+  if (!set.pieces.empty()) WriteStripChunks(*group.info->writer, id, group.stripFlags, format, set);
 }
 
 }  // namespace

@@ -4,25 +4,22 @@
 
 #include <algorithm>
 
+#include "base/flags.h"
 #include "scene/records.h"
 
 namespace {
 
-constexpr uint16_t kExcluded = 0x0008;
-constexpr uint16_t kLeft = 0x2000;
-constexpr uint16_t kStripStart = 0x4000;
-constexpr uint16_t kUsed = 0x8000;
 constexpr int kMaxStripLength = 0x7FFF;  // the signed 16-bit length word
 
 bool StartsStrip(const ScPolygon *polygon) {
-  return (polygon->stripState & kStripStart) && !(polygon->stripState & kExcluded) && polygon->nbCorner >= 3;
+  return (polygon->stripState & kStripFirst) && !(polygon->stripState & kStripExcluded) && polygon->nbCorner >= 3;
 }
 
 // The written vertices of the strip that `head` starts; returns whether the
 // first triangle is listed in its own winding (StripL).
 bool AppendStripVertices(const ScPolygon *head, std::vector<VKStripVertex> &out) {
   const int c = (head->stripState & 3) % 3;
-  const bool left = (head->stripState & kLeft) != 0;
+  const bool left = (head->stripState & kStripLeft) != 0;
   out.push_back({head, static_cast<uint8_t>(c)});
   out.push_back({head, static_cast<uint8_t>(left ? (c + 1) % 3 : (c + 2) % 3)});
   out.push_back({head, static_cast<uint8_t>(left ? (c + 2) % 3 : (c + 1) % 3)});
@@ -78,8 +75,8 @@ void VKCollectVolume(const ScPolygon *first, bool pairs, VKVolumeSet &set) {
   std::vector<VKStripVertex> strip;
   for (const ScPolygon *polygon = first; polygon; polygon = polygon->listNext) {
     const uint16_t state = polygon->stripState;
-    if ((state & kExcluded) || polygon->nbCorner < 3) continue;
-    if (pairs && (state & kStripStart) && polygon->stripLength == 2 && polygon->stripNext) {
+    if ((state & kStripExcluded) || polygon->nbCorner < 3) continue;
+    if (pairs && (state & kStripFirst) && polygon->stripLength == 2 && polygon->stripNext) {
       strip.clear();
       const bool left = AppendStripVertices(polygon, strip);
       uint16_t v[4];
@@ -92,7 +89,7 @@ void VKCollectVolume(const ScPolygon *first, bool pairs, VKVolumeSet &set) {
       continue;
     }
     // The second triangle of a pair has been written with its quadrilateral.
-    if (pairs && (state & kUsed) && !(state & kStripStart) && polygon->stripPrev &&
+    if (pairs && (state & kStripUsed) && !(state & kStripFirst) && polygon->stripPrev &&
         polygon->stripPrev->stripLength == 2)
       continue;
     const ScPolyNode *c = polygon->corners;

@@ -5,26 +5,25 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <vector>
 
-#include "frontend/console.h"
-#include "frontend/options.h"
+#include "base/console.h"
+#include "base/file_names.h"
+#include "base/flags.h"
+#include "base/status.h"
+#include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
+#include "frontend/options.h"
 #include "process/nodelist.h"
-#include "process/strip_options.h"
 #include "reader/reader.h"
 #include "scene/memory.h"
 #include "scene/records.h"
 
 namespace {
 
-// The converter and the conversion library inside it carry their own version
-// pairs; they are compared at start (the suffixes are not).
 constexpr const char *kAppVersion = "0.86";
 constexpr const char *kAppSuffix = "alpha1";
-constexpr const char *kLibVersion = "0.86";
-constexpr const char *kLibSuffix = "alpha1";
-constexpr const char *kLibName = "libsco.so";
 
 constexpr const char *kNotice = "vkconv model converter";
 constexpr const char *kBannerPurpose = "Convert vka to vka, vk.";
@@ -62,10 +61,8 @@ constexpr int kKindLineSize = 1024;  // 1023 characters and the NUL
 
 // ---- Routes -------------------------------------------------------------------
 
-// A model writer: (node list, input name, output name, global-index block,
-// texture path, chunkFlags) -> 1 when every object was written.
-using ModelWriter = int (*)(ScNodeList *, const char *, char *, GlobalIndexBlock *, const char *,
-                            uint32_t);
+// A model writer: the request of the run -> the status of the output run.
+using ModelWriter = VKStatus (*)(const VKWriteRequest &);
 
 // The Basic-input routes: chunk output or not, binary or not. A route without
 // a writer stops with a one-line message before any file is touched.
@@ -84,7 +81,6 @@ constexpr BasicRoute kBasicRoutes[] = {
 };
 
 constexpr const char *kChunkToBinaryName = "Chunk Model Ascii to Chunk Model Binary";
-constexpr bool kChunkToBinaryAvailable = false;
 
 const BasicRoute &FindBasicRoute(bool chunkOutput, bool binary) {
   for (const BasicRoute &route : kBasicRoutes) {
@@ -94,15 +90,14 @@ const BasicRoute &FindBasicRoute(bool chunkOutput, bool binary) {
 }
 
 // Stops a route that cannot run yet; nothing has been written or moved.
-int StopUnavailable(const char *routeName) {
-  PrintError("Error: %s output is not available yet\n", routeName);
-  ScFreeAll();
-  return 0;
+VKStatus StopUnavailable(const char *routeName) {
+  return VKErrorStatus(VKStatusCode::kRefused, "Error: %s output is not available yet\n", routeName);
 }
 
-// Sets 0x00080040 in every material whose attrflags has bit 25, over the
-// whole hierarchy (node, children, siblings). Walked with an explicit stack so
-// that long sibling chains cannot exhaust the call stack.
+// Marks every material whose attrflags ignores light as ignoring specular
+// and ambient light too, over the whole hierarchy (node, children,
+// siblings). Walked with an explicit stack so that long sibling chains
+// cannot exhaust the call stack.
 void MarkChunkMaterials(ScModel *root) {
   std::vector<ScModel *> pending;
   if (root != nullptr) pending.push_back(root);
@@ -110,7 +105,9 @@ void MarkChunkMaterials(ScModel *root) {
     ScModel *model = pending.back();
     pending.pop_back();
     for (ScMaterials *material = model->materials; material != nullptr; material = material->next) {
-      if ((material->attrflags & 0x02000000u) != 0) material->attrflags |= 0x00080040u;
+      if ((material->attrflags & vkattr::kIgnoreLight) != 0) {
+        material->attrflags |= vkattr::kIgnoreSpecular | vkattr::kIgnoreAmbient;
+      }
     }
     if (model->sibling != nullptr) pending.push_back(model->sibling);
     if (model->child != nullptr) pending.push_back(model->child);
@@ -157,83 +154,61 @@ void RestoreBackupIfNoOutput(const ConvertOptions &options) {
   }
 }
 
-// The options of a run whose input has been moved to its backup. Until the run
-// ends, a fatal stop puts the input back when no output has been written.
-const ConvertOptions *gMovedInputRun = nullptr;
-
-void RestoreMovedInput() {
-  if (gMovedInputRun != nullptr) RestoreBackupIfNoOutput(*gMovedInputRun);
-  gMovedInputRun = nullptr;
-}
-
-void GuardMovedInput(const ConvertOptions *options) {
-  gMovedInputRun = options;
-  AddFatalCleanup(RestoreMovedInput);
-}
-
-// The run is over: the backup goes back when nothing was written.
-void EndMovedInput() {
-  RemoveFatalCleanup(RestoreMovedInput);
-  RestoreMovedInput();
-}
-
-int RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary) {
-  if (!chunkOutput) {
-    PrintError("Error: Not support Chunk Model to Basic Model\n");
-    return 0;
+// What a run holds until it ends, let go on every way out of the run, returns
+// and exceptions alike: the input moved to its backup, which goes back when
+// no output was written, and the tracked allocations.
+class RunScope {
+ public:
+  RunScope() = default;
+  RunScope(const RunScope &) = delete;
+  RunScope &operator=(const RunScope &) = delete;
+  ~RunScope() {
+    if (movedInput_ != nullptr) RestoreBackupIfNoOutput(*movedInput_);
+    if (ScMallocGetStats().initialised) ScFreeAll();
   }
+  void InputMoved(const ConvertOptions *options) { movedInput_ = options; }
+
+ private:
+  const ConvertOptions *movedInput_ = nullptr;
+};
+
+VKStatus RunChunkInput(bool chunkOutput, bool binary) {
+  if (!chunkOutput) return VKErrorStatus(VKStatusCode::kRefused, "Error: Not support Chunk Model to Basic Model\n");
   if (!binary) {
-    PrintError("\nError: Not support Chunk Model Ascii to Chunk Model Ascii\n");
-    return 0;
+    return VKErrorStatus(VKStatusCode::kRefused, "\nError: Not support Chunk Model Ascii to Chunk Model Ascii\n");
   }
-  if (!kChunkToBinaryAvailable) return StopUnavailable(kChunkToBinaryName);
-  PrintMessage("[OUTPUT CHUNK]");
-  CopyName(options->outputName, options->inputName);
-  ReplaceSuffix(options->outputName, kBinarySuffix);
-  ScFreeAll();
-  return 0;
+  return StopUnavailable(kChunkToBinaryName);
 }
 
-int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
+VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, RunScope &scope,
+                       const VKWriterHooks *hooks) {
   const BasicRoute &route = FindBasicRoute(chunkOutput, binary);
 
   options->scene = ReadBasicModel(options->inputName);
-  if (options->scene == nullptr) return 0;
+  if (options->scene == nullptr) return VKReportedStatus(VKStatusCode::kBadInput);
 
   // Nothing is moved before it is known that the route can run and that the
   // scene fits the output.
-  if (route.writer == nullptr || (chunkOutput && !VKSceneFitsChunkModel(options->scene))) {
-    ScObjectFree(options->scene);
-    options->scene = nullptr;
-    if (route.writer == nullptr) return StopUnavailable(route.name);
-    ScFreeAll();
-    return 0;
+  if (route.writer == nullptr) return StopUnavailable(route.name);
+  if (chunkOutput) {
+    if (VKStatus fits = VKSceneFitsChunkModel(options->scene); !fits.ok()) return fits;
   }
 
   if (!binary) {
-    if (!MakeBackup(options)) {
-      ScObjectFree(options->scene);
-      options->scene = nullptr;
-      ScFreeAll();
-      return 0;
-    }
-    GuardMovedInput(options);
+    if (!MakeBackup(options)) return VKReportedStatus(VKStatusCode::kCantBackup);
+    scope.InputMoved(options);
   } else {
     CopyName(options->outputName, options->inputName);
   }
-  if (chunkOutput) MarkChunkMaterials(options->scene->root);
-
   if (chunkOutput) {
+    MarkChunkMaterials(options->scene->root);
     CompleteChunkOptions(&options->chunkFlags, &options->stripFlags, &options->modelFlags);
   }
-  options->nodeList = ScGetNodeList(options->scene, options->modelFlags, options->outputFlags,
-                                    options->stripFlags, options->rootRotation);
-  if (options->nodeList == nullptr) {
-    ScObjectFree(options->scene);
-    options->scene = nullptr;
-    std::fprintf(stderr, "Error : Bad nodelist\n");
-    EndMovedInput();
-    return 0;
+  VKStatus status = ScGetNodeList(options->scene, options->modelFlags, options->outputFlags, options->stripFlags,
+                                  options->rootRotation, &options->nodeList);
+  if (!status.ok()) {
+    if (status.reported) std::fprintf(stderr, "Error : Bad nodelist\n");
+    return status;
   }
 
   if (chunkOutput) {
@@ -241,11 +216,47 @@ int RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary) {
   } else {
     PrintMessage("[OUTPUT BASIC]");
   }
-  route.writer(options->nodeList, options->inputName, options->outputName, &options->globalIndex,
-               options->texturePath, options->chunkFlags);
-  EndMovedInput();
-  ScFreeAll();
-  return 0;
+  const VKWriteRequest request{options->nodeList, options->inputName, options->outputName, &options->globalIndex,
+                               options->texturePath, options->chunkFlags, options->globalScale, hooks};
+  return route.writer(request);
+}
+
+// The run after the help and version requests.
+VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *options, RunScope &scope,
+                      const VKWriterHooks *hooks) {
+  ScMallocTabInit();
+  InitConvertOptions(options, nullptr);
+
+  const int input = FindInputArgument(argc, argv, 0);
+  if (input < 0) {
+    std::fprintf(stderr, "Error : Can't open file\n");
+    return VKReportedStatus(VKStatusCode::kRefused);
+  }
+  // The name with its normalised suffix and the backup suffix must fit in a
+  // name buffer; a cut name could point at some other file.
+  const size_t longest = static_cast<size_t>(kNameSize) - 1 - std::strlen(kInputSuffix) -
+                         std::strlen(kBackupSuffix);
+  if (std::strlen(argv[input]) > longest) {
+    std::fprintf(stderr, "Error : File name too long (at most %d characters): %s\n",
+                 static_cast<int>(longest), argv[input]);
+    return VKReportedStatus(VKStatusCode::kRefused);
+  }
+  CopyName(options->inputName, argv[input]);
+  CheckSuffix(options->inputName, kInputSuffix);
+
+  ParseOptions(argc, argv, options);
+  ParseStripOptions(argc, argv, &options->modelFlags, &options->stripFlags);
+
+  const InputKind kind = GetInputKind(options->inputName);
+  if (kind == InputKind::kChunk) {
+    PrintMessage("[INPUT CHUNK]");
+  } else {
+    PrintMessage("[INPUT BASIC]");
+  }
+  const bool binary = (options->outputFlags & vkopt::kOutBinary) != 0;
+
+  if (kind == InputKind::kChunk) return RunChunkInput(chunkOutput, binary);
+  return RunBasicInput(options, chunkOutput, binary, scope, hooks);
 }
 
 }  // namespace
@@ -357,57 +368,35 @@ void PrintBanner(const char *command) {
   std::fprintf(stderr, "\n");
 }
 
-int RunConverter(int argc, char **argv) {
+VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks) {
   const char *command = argc > 0 && argv[0] != nullptr ? argv[0] : "vkconv";
-
-  if (std::strcmp(kAppVersion, kLibVersion) != 0) {
-    std::fprintf(stderr, "Error : Bad shared library version \"%s\"\n", kLibName);
-    std::fprintf(stderr, "        application : version %s%s\n", kAppVersion, kAppSuffix);
-    std::fprintf(stderr, "        library     : version %s%s\n", kLibVersion, kLibSuffix);
-    return 0;
-  }
   if (argc < 2 || (argc == 2 && FindOption(argc, argv, "-h", "-help") >= 0)) {
     PrintUsage(command);
-    return 0;
+    return VKStatus{};
   }
   if (FindOption(argc, argv, "-v", "-ver") >= 0) {
     PrintBanner(command);
-    return 0;
+    return VKStatus{};
   }
   const bool chunkOutput = FindOption(argc, argv, "-B", "-basic") < 0;
 
-  ScMallocTabInit();
+  // The stop message comes before the scope lets go of the run (which may
+  // put the input back and say so when that fails).
   ConvertOptions options;
-  InitConvertOptions(&options, nullptr);
-
-  const int input = FindInputArgument(argc, argv, 0);
-  if (input < 0) {
-    std::fprintf(stderr, "Error : Can't open file\n");
-    return 0;
+  RunScope scope;
+  VKStatus status;
+  try {
+    status = RunWithInput(argc, argv, chunkOutput, &options, scope, hooks);
+  } catch (const VKOutOfMemory &failure) {
+    status = failure.status();
+  } catch (const std::bad_alloc &) {
+    status = VKStopStatus(VKStatusCode::kOutOfMemory, "Error : Out of memory\n");
   }
-  // The name with its normalised suffix and the backup suffix must fit in a
-  // name buffer; a cut name could point at some other file.
-  const size_t longest = static_cast<size_t>(kNameSize) - 1 - std::strlen(kInputSuffix) -
-                         std::strlen(kBackupSuffix);
-  if (std::strlen(argv[input]) > longest) {
-    std::fprintf(stderr, "Error : File name too long (at most %d characters): %s\n",
-                 static_cast<int>(longest), argv[input]);
-    return 0;
-  }
-  CopyName(options.inputName, argv[input]);
-  CheckSuffix(options.inputName, kInputSuffix);
+  VKPrintStop(status);
+  return status;
+}
 
-  ParseOptions(argc, argv, &options);
-  ParseStripOptions(argc, argv, &options.modelFlags, &options.stripFlags);
-
-  const InputKind kind = GetInputKind(options.inputName);
-  if (kind == InputKind::kChunk) {
-    PrintMessage("[INPUT CHUNK]");
-  } else {
-    PrintMessage("[INPUT BASIC]");
-  }
-  const bool binary = (options.outputFlags & vkopt::kOutBinary) != 0;
-
-  if (kind == InputKind::kChunk) return RunChunkInput(&options, chunkOutput, binary);
-  return RunBasicInput(&options, chunkOutput, binary);
+int RunConverter(int argc, char **argv) {
+  RunConversion(argc, argv, nullptr);
+  return 0;
 }

@@ -2,6 +2,10 @@
 // options, the input kind and the one conversion route of a run.
 #pragma once
 
+#include "base/status.h"
+
+struct VKWriterHooks;
+
 enum class InputKind { kBasic, kChunk };
 
 // Basic unless the first line's fifth token is exactly "CnkModel"; a file
@@ -13,7 +17,11 @@ InputKind GetInputKind(const char *fileName);
 void PrintUsage(const char *command);
 void PrintBanner(const char *command);
 
-// One whole run. Every stop returns status 0; the process is only ended
-// early by fatal errors. The arguments that carry option values are
-// overwritten in place.
+// One whole run: ok, or the failure that stopped it, printed by then. On every
+// way out of the run (exceptions too) an input moved to its backup is put
+// back when no output was written, and the tracked allocations are released.
+// `hooks` reach the model writer's file operations (null: the standard ones).
+// The arguments that carry option values are overwritten in place.
+VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks = nullptr);
+// The program: RunConversion, then process status 0 after every stop.
 int RunConverter(int argc, char **argv);

@@ -1,10 +1,10 @@
-// The option parser, the chunk completion and the option report.
+// The option parser, the strip options and the chunk completion.
 #include "frontend/options.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "process/nodelist.h"
+#include "base/console.h"
 
 using namespace vkopt;
 
@@ -87,44 +87,19 @@ constexpr OptionRow kOptionTable[] = {
     {"-euv", "-envuv", Word::kChunk, 0, kChunkEnvUv},
 };
 
-struct VertexTypeName {
-  uint32_t value;
-  const char *name;
+struct StripOptionRow {
+  const char *formA;
+  const char *formB;  // null for a single form
+  uint32_t stripSet;
+  uint32_t modelSet;
 };
 
-constexpr VertexTypeName kVertexTypeNames[] = {
-    {kCnkV_SH, "CnkV_SH"},       {kCnkV, "CnkV"},
-    {kCnkV_D8, "CnkV_D8"},       {kCnkV_UF, "CnkV_UF"},
-    {kCnkV_NF, "CnkV_NF"},       {kCnkV_S5, "CnkV_S5"},
-    {kCnkV_S4, "CnkV_S4"},       {kCnkV_IN, "CnkV_IN"},
-    {kCnkV_VN_SH, "CnkV_VN_SH"}, {kCnkV_VN, "CnkV_VN"},
-    {kCnkV_VN_D8, "CnkV_VN_D8"}, {kCnkV_VN_UF, "CnkV_VN_UF"},
-    {kCnkV_VN_NF, "CnkV_VN_NF"}, {kCnkV_VN_S5, "CnkV_VN_S5"},
-    {kCnkV_VN_S4, "CnkV_VN_S4"}, {kCnkV_VN_IN, "CnkV_VN_IN"},
-    {kCnkV_VNX, "CnkV_VNX"},     {kCnkV_VNX_D8, "CnkV_VNX_D8"},
-    {kCnkV_VNX_UF, "CnkV_VNX_UF"},
+constexpr StripOptionRow kStripOptions[] = {
+    {"-Strip", "-S", kStripOn, 0},
+    {"-St", nullptr, kStripOn, kModelQuadToTri},
+    {"-ST", nullptr, kStripOn, kModelPolyToTri},
+    {"-STt", nullptr, kStripOn, kModelAllToTri},
 };
-
-// Condition -> tag rows of the chunk report that test a single bit.
-struct BitTag {
-  uint32_t bit;
-  const char *tag;
-};
-
-constexpr BitTag kChunkBitTagsBeforeUv[] = {
-    {kChunkVertexComments, "[VLIST COMMENT] "},
-};
-
-constexpr BitTag kChunkBitTagsAfterMaterials[] = {
-    {kChunkVertexColourToUserFlag, "[VCOLOR TO USERFLAG] "},
-    {kChunkPolyColourToUserFlag, "[PCOLOR TO USERFLAG] "},
-    {kChunkEnvUv, "[PRINT ENVUV] "},
-};
-
-// Volume mode -> tag (mode 0 prints nothing).
-constexpr const char *kVolumeTags[] = {nullptr, "[VOLUMES] ", "[VOLUME3] ", "[VOLUME34] "};
-
-float gGlobalScale = 1.0f;
 
 uint32_t *WordOf(ConvertOptions *options, Word word) {
   switch (word) {
@@ -160,41 +135,13 @@ void ApplyConflictRules(ConvertOptions *options) {
     options->outputFlags &= ~kOutPolyVertexColour;
   } else if ((options->outputFlags & kOutPolyVertexColour) != 0) {
     const uint32_t format = options->chunkFlags & kChunkVertexFormatMask;
-    if (format == 2 || format >= 5) {
+    if (format == kCnkV_D8 || format >= kCnkV_S5) {
       PrintWarning("%s%s%s\n", "Warning : Can't use Vertex color ",
                    "and Polygon vertex color at the same time. ",
                    "[Ingore vertex color option _D8, _S5, _S4, _IN]");
-      options->chunkFlags = (options->chunkFlags & ~kChunkVertexFormatMask) | 1;
+      options->chunkFlags = (options->chunkFlags & ~kChunkVertexFormatMask) | kCnkV;
     }
   }
-}
-
-void PrintChunkReport(uint32_t chunkFlags) {
-  const char *name = ChunkVertexTypeName(chunkFlags);
-  if (name == nullptr) {
-    PrintWarning("Warning : Bad CnkV type\n");
-    return;
-  }
-  PrintInfo("[ChunkV Type %s] ", name);
-  for (const BitTag &row : kChunkBitTagsBeforeUv) {
-    if ((chunkFlags & row.bit) != 0) PrintInfo("%s", row.tag);
-  }
-  if ((chunkFlags & kChunkUvHigh) != 0) {
-    PrintInfo("[UVH(0-1023)] ");
-  } else {
-    PrintInfo("[UVN(0-255)] ");
-  }
-  if ((chunkFlags & kChunkDeleteAllMaterials) != 0) {
-    PrintInfo("[DELETE ALL MATERIALS] ");
-  } else if ((chunkFlags & kChunkDeleteTexMaterials) != 0) {
-    PrintInfo("[DELETE TEXTURE MATERIALS] ");
-  }
-  for (const BitTag &row : kChunkBitTagsAfterMaterials) {
-    if ((chunkFlags & row.bit) != 0) PrintInfo("%s", row.tag);
-  }
-  const char *volume = kVolumeTags[(chunkFlags & kChunkVolumeMask) >> kChunkVolumeShift];
-  if (volume != nullptr) PrintInfo("%s", volume);
-  if ((chunkFlags & kChunkDeleteAmbient) != 0) PrintInfo("[DELETE AMBIENT] ");
 }
 
 }  // namespace
@@ -208,6 +155,7 @@ void InitConvertOptions(ConvertOptions *options, const char * /*environmentName*
   options->globalIndex.gibase = 0;
   options->globalIndex.counter = 0;
   for (float &tolerance : options->globalIndex.motionTolerance) tolerance = -1.0f;
+  options->globalScale = 1.0f;
 }
 
 void ParseOptions(int argc, char **argv, ConvertOptions *options) {
@@ -229,76 +177,22 @@ void ParseOptions(int argc, char **argv, ConvertOptions *options) {
 
   index = FindOptionValue(argc, argv, "-gscale", "-gs");
   if (index >= 0) {
-    SetGlobalScale(static_cast<float>(std::strtod(argv[index], nullptr)));
+    options->globalScale = static_cast<float>(std::strtod(argv[index], nullptr));
     OverwriteValue(argv[index]);
   } else {
-    SetGlobalScale(1.0f);
+    options->globalScale = 1.0f;
   }
 
   ApplyConflictRules(options);
 }
 
-void CompleteChunkOptions(uint32_t *chunkFlags, uint32_t *stripFlags, uint32_t *modelFlags) {
-  *modelFlags |= kModelAllToTri;
-  switch ((*chunkFlags & kChunkVolumeMask) >> kChunkVolumeShift) {
-    case kChunkVolumePoly3:
-      *stripFlags &= ~kStripOn;
-      break;
-    case kChunkVolumePoly34:
-      *stripFlags |= kStripSquare;
-      break;
-    default:
-      *stripFlags |= kStripOn;
-      break;
-  }
-  *chunkFlags |= kChunkModel;
-}
-
-const char *ChunkVertexTypeName(uint32_t chunkFlags) {
-  const uint32_t type = chunkFlags & kChunkVertexTypeMask;
-  for (const VertexTypeName &row : kVertexTypeNames) {
-    if (row.value == type) return row.name;
-  }
-  return nullptr;
-}
-
-void PrintOptionReport(const ScNodeList *nodeList, uint32_t chunkFlags) {
-  if (nodeList == nullptr) return;
-  PrintOptionReportWords(nodeList->optionbits, nodeList->optionbits2, nodeList->infobits,
-                         chunkFlags);
-}
-
-void PrintOptionReportWords(uint32_t modelFlags, uint32_t outputFlags, uint32_t infoBits,
-                            uint32_t chunkFlags) {
-  if ((outputFlags & kOutSeparateTexList) != 0) PrintInfo("[SEPARATE TEXLIST] ");
-  if ((modelFlags & kModelNoTexture) != 0) PrintInfo("[IGNORE TEXTURE] ");
-  if ((outputFlags & kOutBinDebug) != 0) {
-    PrintInfo("[BIN DEBUG] ");
-  } else if ((outputFlags & kOutBinary) != 0) {
-    PrintInfo("[BIN] ");
-  }
-  if ((modelFlags & kModelNoEnv) != 0) PrintInfo("[IGNORE ENV] ");
-  if ((outputFlags & kOutNoDiffuse) != 0) PrintInfo("[IGNORE DIFFUSE] ");
-  if ((chunkFlags & kChunkModel) != 0) PrintChunkReport(chunkFlags);
-  if ((modelFlags & kModelNoFlags) == 0) PrintInfo("[MATERIAL NAME] ");
-  if ((modelFlags & kModelForceTexture) != 0) PrintInfo("[FORCE TEXTURE] ");
-  if ((modelFlags & kModelPolyNormal) != 0) PrintInfo("[POLYGON NORMAL] ");
-  if ((outputFlags & kOutPolyVertexNormal) != 0) PrintInfo("[POLYGON VERTEX NORMAL] ");
-  if ((outputFlags & kOutPolyVertexColour) != 0) PrintInfo("[POLYGON VERTEX COLOR] ");
-  if ((outputFlags & kOutTexn3) != 0) PrintInfo("[USE TEXN3 MACRO] ");
-  if ((modelFlags & kModelFreezeTrs) == 0 && (infoBits & kInfoScaled) != 0) {
-    if ((modelFlags & kModelFreezeMask) == 0 || (modelFlags & kModelFreezeTrr) != 0) {
-      PrintInfo("[TYPE A] ");
-      PrintWarning("Warning : You must do scale freeze for motion !\n");
-    } else if ((modelFlags & kModelFreezeTrt) != 0) {
-      PrintInfo("[TYPE B] ");
-      PrintWarning("Warning : You must do scale freeze for motion !\n");
-    }
+void ParseStripOptions(int argc, const char *const *argv, uint32_t *modelFlags, uint32_t *stripFlags) {
+  for (const StripOptionRow &row : kStripOptions) {
+    if (FindOption(argc, argv, row.formA, row.formB) < 0) continue;
+    *stripFlags |= row.stripSet;
+    *modelFlags |= row.modelSet;
   }
 }
-
-float GlobalScale() { return gGlobalScale; }
-void SetGlobalScale(float scale) { gGlobalScale = scale; }
 
 int FindOption(int argc, const char *const *argv, const char *formA, const char *formB) {
   for (int i = 0; i < argc; ++i) {
@@ -307,10 +201,6 @@ int FindOption(int argc, const char *const *argv, const char *formA, const char 
     if (formB != nullptr && std::strcmp(argv[i], formB) == 0) return i;
   }
   return -1;
-}
-
-int FindOption1(int argc, const char *const *argv, const char *form) {
-  return FindOption(argc, argv, form, nullptr);
 }
 
 int FindOptionValue(int argc, const char *const *argv, const char *formA, const char *formB) {

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/numbers.h"
+
 namespace {
 
-constexpr float kTolerance = 0.0001f;
 
 // Element (row, column) of a 4x3 matrix.
 inline float &At(float m[12], int row, int column) { return m[row * 3 + column]; }
@@ -27,7 +28,7 @@ void RotateRows(float m[12], int r, int s, float angle) {
 // acos(a / sqrt(a^2 + b^2)), 0 when a^2 + b^2 < 0.0001.
 float AngleOf(float a, float b) {
   const float sum = a * a + b * b;
-  if (sum < kTolerance) return 0.0f;
+  if (sum < kScTolerance) return 0.0f;
   float c = a / std::sqrt(sum);
   if (c > 1.0f) c = 1.0f;
   if (c < -1.0f) c = -1.0f;
@@ -63,7 +64,7 @@ float ScVectorDot(const float a[3], const float b[3]) { return a[0] * b[0] + a[1
 bool ScVectorEqual(const float a[3], const float b[3]) {
   for (int i = 0; i < 3; i++) {
     const float d = a[i] - b[i];
-    if (!(d > -kTolerance && d < kTolerance)) return false;
+    if (!(d > -kScTolerance && d < kScTolerance)) return false;
   }
   return true;
 }
@@ -140,10 +141,10 @@ void ScMatrixRotateXYZ(float m[12], const float angles[3]) {
 void ScMatrixInvert(float m[12]) {
   for (int i = 0; i < 3; i++) {
     float pivot = At(m, i, i);
-    if (pivot >= 0.0f && pivot < kTolerance) {
-      pivot = kTolerance;
-    } else if (pivot < 0.0f && pivot > -kTolerance) {
-      pivot = -kTolerance;
+    if (pivot >= 0.0f && pivot < kScTolerance) {
+      pivot = kScTolerance;
+    } else if (pivot < 0.0f && pivot > -kScTolerance) {
+      pivot = -kScTolerance;
     }
     for (int j = 0; j < 3; j++) At(m, i, j) /= pivot;
     At(m, i, i) = 1.0f / pivot;

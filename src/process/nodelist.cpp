@@ -9,21 +9,15 @@
 #include <utility>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
+#include "base/flags.h"
+#include "base/numbers.h"
 #include "process/geometry.h"
 #include "process/nodelist_internal.h"
 #include "scene/memory.h"
 #include "scene/records.h"
 
 namespace {
-
-// Option bits read here (model word, output word).
-constexpr uint32_t kModelRemoveBones = 0x00000001;   // -rmb
-constexpr uint32_t kOutputGlobalFreeze = 0x00010000; // -G, -GM
-constexpr uint32_t kOutputBuildMap = 0x00008000;     // -GM
-constexpr uint32_t kOutputVertexColor = 0x00002000;  // -pvc
-
-constexpr float kTolerance = 0.0001f;
 
 bool IsMeshBearing(const ScModel *model) { return model->hasMesh == 1; }
 
@@ -113,7 +107,7 @@ void GlobalFreeze(ScObject *scene, uint32_t optionbits2) {
     if (previous) previous->sibling = model;
     previous = model;
   }
-  if (optionbits2 & kOutputBuildMap) {
+  if (optionbits2 & vkopt::kOutBuildMap) {
     PrintMessage("[BUILD MAP] ");
     ScModelTreeFree(scene->root);
     scene->root = nullptr;
@@ -139,10 +133,10 @@ Counts CountingPass(ScObject *scene, ScNodeList *header, const std::vector<std::
     }
     if (model->instroot) header->inst_obj_n++;
     if (depth > header->max_depth) header->max_depth = depth;
-    if (model->EvalFlags & 0x2) info |= kScInfoEvalFlag2;
+    if (model->EvalFlags & vkeval::kZeroRotation) info |= kScInfoEvalFlag2;
     for (int k = 0; k < 3; k++) {
       const float d = model->OScale[k] - 1.0f;
-      if (!(d > -kTolerance && d < kTolerance)) info |= kScInfoScaled;
+      if (!(d > -kScTolerance && d < kScTolerance)) info |= kScInfoScaled;
     }
   }
   if (!IsMeshBearing(scene->root)) info |= kScInfoMeshlessRoot;
@@ -169,12 +163,13 @@ void Widen(ScBox &box, const float p[3], bool first) {
   }
 }
 
-void ComputeBoxes(ScNode *node) {
+// False for a mesh-bearing node without a mesh.
+bool ComputeBoxes(ScNode *node) {
   ScModel *model = node->model;
   ScNodeBox &bbox = node->bbox;
   if (IsMeshBearing(model)) {
     ScMesh *mesh = model->mesh;
-    if (!mesh) FatalError("Error : Bad Mesh Pointer\n", "");
+    if (!mesh) return false;
     for (int i = 0; i < mesh->nbVertex; i++) {
       const float *p = mesh->vertices[i].pos;
       float world[3];
@@ -191,9 +186,13 @@ void ComputeBoxes(ScNode *node) {
   }
   FinishBox(bbox.world);
   FinishBox(bbox.local);
+  return true;
 }
 
-void EnterNode(ScNodeList *list, ScModel *model, int depth) {
+VKStatus BadMesh() { return VKStopStatus(VKStatusCode::kBadMesh, "Error : Bad Mesh Pointer\n"); }
+
+// False for a mesh-bearing node without a mesh.
+bool EnterNode(ScNodeList *list, ScModel *model, int depth) {
   ScNode *node = &list->nodes[list->node_n];
   node->name = model->name;
   node->node = model;
@@ -202,13 +201,16 @@ void EnterNode(ScNodeList *list, ScModel *model, int depth) {
   ScVectorCopy(model->OPosition, node->trans);
   ScVectorCopy(model->OScale, node->scaling);
   node->depth = depth;
-  ComputeBoxes(node);
+  if (!ComputeBoxes(node)) return false;
   list->node_n++;
+  return true;
 }
 
-void PlainWalk(ScNodeList *list, const std::vector<std::pair<ScModel *, int>> &order) {
-  list->optionbits &= ~kModelRemoveBones;
-  for (const auto &[model, depth] : order) EnterNode(list, model, depth);
+VKStatus PlainWalk(ScNodeList *list, const std::vector<std::pair<ScModel *, int>> &order) {
+  list->optionbits &= ~vkopt::kModelRemoveBones;
+  for (const auto &[model, depth] : order) {
+    if (!EnterNode(list, model, depth)) return BadMesh();
+  }
   for (int i = 0; i < list->node_n; i++) {
     list->slist[i] = &list->nodes[i];
     list->nodes[i].model->listIndex = i;
@@ -220,22 +222,22 @@ void PlainWalk(ScNodeList *list, const std::vector<std::pair<ScModel *, int>> &o
     if (model->child) node->child = list->slist[model->child->listIndex];
     if (model->sibling) node->sibling = list->slist[model->sibling->listIndex];
   }
+  return VKStatus{};
 }
 
-// Returns false when some kept node has more ancestors than a node can hold.
-bool BoneRemovalWalk(ScNodeList *list, const std::vector<std::pair<ScModel *, int>> &order) {
+VKStatus BoneRemovalWalk(ScNodeList *list, const std::vector<std::pair<ScModel *, int>> &order) {
   PrintMessage("[REMOVE BONES] ");
   for (const auto &[model, depth] : order) {
     model->listIndex = -1;
-    if (IsMeshBearing(model) || depth == 0) EnterNode(list, model, depth);
+    if ((IsMeshBearing(model) || depth == 0) && !EnterNode(list, model, depth)) return BadMesh();
   }
   long total = 0;
   for (int i = 0; i < list->node_n; i++) {
     int n = 0;
     for (const ScModel *a = list->nodes[i].model->parent; a; a = a->parent) n++;
     if (n > kScMaxAncestors) {
-      PrintError("Error : Too deep hierarchy (%d levels) : %s\n", n, list->nodes[i].name);
-      return false;
+      return VKErrorStatus(VKStatusCode::kTooDeep, "Error : Too deep hierarchy (%d levels) : %s\n", n,
+                           list->nodes[i].name);
     }
     list->nodes[i].ancestor_n = n;
     total += n;
@@ -259,7 +261,7 @@ bool BoneRemovalWalk(ScNodeList *list, const std::vector<std::pair<ScModel *, in
     if (node->child) node->child->depth = node->depth + 1;
     if (node->sibling) node->sibling->depth = node->depth;
   }
-  return true;
+  return VKStatus{};
 }
 
 void NodeMatrices(ScNodeList *list) {
@@ -286,8 +288,6 @@ void NodeMatrices(ScNodeList *list) {
 
 // After bone removal the written transform comes from the node matrix.
 void TransformsFromMatrices(ScNodeList *list) {
-  constexpr float kPi = 3.1415927f;
-  constexpr float kTwoPi = 6.2831855f;
   for (int i = 0; i < list->node_n; i++) {
     ScNode *node = list->slist[i];
     node->trans[0] = node->matrix[9];
@@ -297,7 +297,7 @@ void TransformsFromMatrices(ScNodeList *list) {
     ScMatrixDecompose(node->matrix, angles);
     ScVectorCopy(angles, node->rot_hint);
     for (int k = 0; k < 3; k++) {
-      if (angles[k] > kPi) angles[k] -= kTwoPi;
+      if (angles[k] > kScPi) angles[k] -= kScTwoPi;
     }
     ScVectorCopy(angles, node->rot);
     ScVectorCopy(node->model->OScale, node->scaling);
@@ -327,31 +327,33 @@ void DetectInstances(ScNodeList *list) {
 }
 
 uint32_t PrintConversionTag(uint32_t optionbits) {
-  if ((optionbits & kScAllToTriangles) == kScAllToTriangles) {
+  if ((optionbits & vkopt::kModelAllToTri) == vkopt::kModelAllToTri) {
     PrintMessage("[POLY4N to POLY3] ");
-  } else if (optionbits & kScQuadsToTriangles) {
+  } else if (optionbits & vkopt::kModelQuadToTri) {
     PrintMessage("[POLY4 to POLY3] ");
-  } else if (optionbits & kScLargeToTriangles) {
+  } else if (optionbits & vkopt::kModelPolyToTri) {
     PrintMessage("[POLYN to POLY3] ");
   }
-  return optionbits & kScAllToTriangles;
+  return optionbits & vkopt::kModelAllToTri;
 }
 
 }  // namespace
 
-ScNodeList *ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionbits2, uint32_t stripbits,
-                          const float rotation[3]) {
+VKStatus ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionbits2, uint32_t stripbits,
+                       const float rotation[3], ScNodeList **result) {
   (void)rotation;
-  if (!scene || !scene->root) FatalError("Error : Bad Model pointer\n", "");
+  *result = nullptr;
+  const auto badModel = [] { return VKStopStatus(VKStatusCode::kBadModel, "Error : Bad Model pointer\n"); };
+  if (!scene || !scene->root) return badModel();
   ComputeWorldMatrices(PreOrder(scene->root));
 
-  if (optionbits2 & kOutputGlobalFreeze) GlobalFreeze(scene, optionbits2);
-  if (!scene->root) FatalError("Error : Bad Model pointer\n", "");
+  if (optionbits2 & vkopt::kOutGlobalFreeze) GlobalFreeze(scene, optionbits2);
+  if (!scene->root) return badModel();
 
   ScNodeList counted{};
   const auto order = PreOrder(scene->root);
   const Counts counts = CountingPass(scene, &counted, order);
-  const bool removeBones = (optionbits & kModelRemoveBones) != 0;
+  const bool removeBones = (optionbits & vkopt::kModelRemoveBones) != 0;
   const bool boneWalk = removeBones && (counted.infobits & kScInfoMeshlessNodes);
   int capacity = counts.all;
   if (removeBones && !(counted.infobits & kScInfoEvalFlag2)) {
@@ -362,21 +364,9 @@ ScNodeList *ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionb
   if (!boneWalk) capacity = counts.all;
 
   auto *list = ScNew<ScNodeList>("pnl(ScGetNodeList)");
-  if (!list) {
-    PrintError("Error : Out of memory!! ScNodeList\n");
-    return nullptr;
-  }
   const size_t slots = static_cast<size_t>(capacity > 0 ? capacity : 1);
   list->nodes = ScNew<ScNode>("nodes(ScGetNodeList)", slots);
-  if (!list->nodes) {
-    PrintError("Error : Out of memory!! nodes\n");
-    return nullptr;
-  }
   list->slist = ScNew<ScNode *>("slist(ScGetNodeList)", slots);
-  if (!list->slist) {
-    PrintError("Error : Out of memory!! slist\n");
-    return nullptr;
-  }
   list->scene = scene;
   list->max_depth = counted.max_depth;
   list->nomat_model_n = counted.nomat_model_n;
@@ -387,11 +377,11 @@ ScNodeList *ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionb
   list->infobits = counted.infobits;
 
   if (boneWalk) {
-    if (!BoneRemovalWalk(list, order)) return nullptr;
+    if (VKStatus status = BoneRemovalWalk(list, order); !status.ok()) return status;
     NodeMatrices(list);
     TransformsFromMatrices(list);
   } else {
-    PlainWalk(list, order);
+    if (VKStatus status = PlainWalk(list, order); !status.ok()) return status;
     NodeMatrices(list);
   }
   list->depth = 0;
@@ -409,6 +399,7 @@ ScNodeList *ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionb
   for (int i = 0; i < list->node_n; i++) ScSetPolygonCount(list->slist[i]->model);
 
   // No mesh of a Basic-model scene carries vertex colour data.
-  if (optionbits2 & kOutputVertexColor) PrintWarning("Warning : Can't find vertex color data.\n");
-  return list;
+  if (optionbits2 & vkopt::kOutPolyVertexColour) PrintWarning("Warning : Can't find vertex color data.\n");
+  *result = list;
+  return VKStatus{};
 }

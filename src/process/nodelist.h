@@ -9,6 +9,9 @@
 
 #include <cstdint>
 
+#include "base/flags.h"
+#include "base/status.h"
+
 struct ScObject;
 struct ScModel;
 
@@ -69,21 +72,17 @@ struct ScNodeList {
   uint32_t optionbits;     // modelFlags
   uint32_t optionbits2;    // outputFlags
   uint32_t stripbits;      // stripFlags
-  uint32_t infobits;       // facts of the counting pass (kScInfo* below)
+  uint32_t infobits;       // facts of the counting pass (kScInfo*, base/flags.h)
 };
 
-// infobits
-constexpr uint32_t kScInfoMeshlessNodes = 0x01;  // mesh-less nodes besides the root
-constexpr uint32_t kScInfoMeshlessRoot = 0x02;   // the root carries no mesh
-constexpr uint32_t kScInfoEvalFlag2 = 0x10;      // some node has EvalFlags bit 0x2
-constexpr uint32_t kScInfoScaled = 0x20;         // some node is scaled
-
-// Flattens the scene. Applies the global freeze, bone removal, polygon
-// conversion, instance detection and the per-material polygon counts that the
-// option words ask for; the hierarchy is changed in place (world matrices,
-// list indexes, converted meshes). Returns null after an allocation failure
-// or a hierarchy too deep for bone removal; ends the process (status 0) for
-// a scene without a root or a mesh-bearing node without a mesh.
+// Flattens the scene into *list. Applies the global freeze, bone removal,
+// polygon conversion, instance detection and the per-material polygon counts
+// that the option words ask for; the hierarchy is changed in place (world
+// matrices, list indexes, converted meshes). Fails, leaving *list null, with
+// kBadModel ("Error : Bad Model pointer\n") for a scene without a root (also
+// after -GM has released it) and kBadMesh ("Error : Bad Mesh Pointer\n") for
+// a mesh-bearing node without a mesh, both left for the driver to print; and
+// with kTooDeep for a hierarchy too deep for bone removal, reported here.
 // `rotation` is accepted for the caller's convenience and not read.
-ScNodeList *ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionbits2,
-                          uint32_t stripbits, const float rotation[3]);
+VKStatus ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionbits2, uint32_t stripbits,
+                       const float rotation[3], ScNodeList **list);

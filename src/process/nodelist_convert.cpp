@@ -1,5 +1,6 @@
 // Polygon-to-triangle conversion of one mesh and the per-material polygon
 // counts.
+#include "base/flags.h"
 #include "process/nodelist_internal.h"
 #include "scene/memory.h"
 #include "scene/records.h"
@@ -9,9 +10,9 @@ namespace {
 enum class Conversion { None, QuadsOnly, LargeOnly, All };
 
 Conversion ConversionOf(uint32_t mode) {
-  if ((mode & kScAllToTriangles) == kScAllToTriangles) return Conversion::All;
-  if (mode & kScQuadsToTriangles) return Conversion::QuadsOnly;
-  if (mode & kScLargeToTriangles) return Conversion::LargeOnly;
+  if ((mode & vkopt::kModelAllToTri) == vkopt::kModelAllToTri) return Conversion::All;
+  if (mode & vkopt::kModelQuadToTri) return Conversion::QuadsOnly;
+  if (mode & vkopt::kModelPolyToTri) return Conversion::LargeOnly;
   return Conversion::None;
 }
 
@@ -67,7 +68,6 @@ ScMesh *ScConvertMesh(ScMesh *mesh, uint32_t mode) {
   if (!anyConverted) return mesh;
 
   ScMesh *result = ScMeshAlloc(0, static_cast<int>(resultCount), 0);
-  if (!result || !result->polygons) return mesh;
   ScPolygon *polygons = result->polygons;
   *result = *mesh;
   result->polygons = polygons;

@@ -19,12 +19,8 @@ void ScSortByAncestry(ScNode **list, int count);
 // carries a mesh are passed over.
 void ScLinkByAncestry(ScNode **list, int count, bool skipMeshParents);
 
-// Polygon conversion modes, in the bits of the model option word.
-constexpr uint32_t kScQuadsToTriangles = 0x00100000;
-constexpr uint32_t kScLargeToTriangles = 0x00200000;
-constexpr uint32_t kScAllToTriangles = 0x00300000;
-
-// Converts the polygons that `mode` selects into triangles and returns the
+// Converts the polygons that `mode` (the conversion bits of the model option
+// word, vkopt::kModelQuadToTri and vkopt::kModelPolyToTri) selects into triangles and returns the
 // new mesh (the old one is released), or `mesh` itself when there is nothing
 // to convert. Triangle t of an n-corner polygon takes the corners
 // (0, 1, n-1), (1, 2, n-1), (n-1, 2, n-2), (2, 3, n-2), ...

@@ -5,15 +5,13 @@
 #include <cstring>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/numbers.h"
 #include "process/nodelist.h"
 #include "process/strips_order.h"
 #include "scene/memory.h"
 #include "scene/records.h"
 
 namespace {
-
-constexpr float kColourTolerance = 0.0001f;
 
 // The first nbMaterial entries of a node's material chain.
 int32_t MaterialCount(const ScModel *model) {
@@ -28,7 +26,7 @@ int32_t TextureCount(const ScMaterials *material) {
   return n;
 }
 
-bool Near(float a, float b) { return std::fabs(a - b) < kColourTolerance; }
+bool Near(float a, float b) { return std::fabs(a - b) < kScTolerance; }
 
 // Groups compare diffuse, specular, specular power, texture and attrflags;
 // ambient is left out.
@@ -157,11 +155,7 @@ VKOptimizeInfo *VKGetOptimizeInfo(ScNodeList *list, uint32_t /*chunkFlags*/) {
     }
   }
 
-  auto *info = static_cast<VKOptimizeInfo *>(ScMalloc(sizeof(VKOptimizeInfo), "VKOptInfo(VKGetOptimizeInfo)"));
-  if (info == nullptr) {
-    PrintError("Error : malloc oinfo_p\n");
-    return nullptr;
-  }
+  auto *info = ScNew<VKOptimizeInfo>("VKOptInfo(VKGetOptimizeInfo)");
   info->meshNodeCount = meshNodes;
   info->vertexCount = vertices;
   info->polygonCount = polygons;
@@ -171,31 +165,11 @@ VKOptimizeInfo *VKGetOptimizeInfo(ScNodeList *list, uint32_t /*chunkFlags*/) {
   info->nodeCount = nodeCount;
   if (textures > 0) {
     info->ts_idx = ScNew<int32_t>("ts_idx(VKGetOptimizeInfo)", textures);
-    if (info->ts_idx == nullptr) {
-      PrintError("Error : malloc oinfo_p->ts_idx\n");
-      return nullptr;
-    }
     info->ts_ridx = ScNew<int32_t>("ts_ridx(VKGetOptimizeInfo)", textures);
-    if (info->ts_ridx == nullptr) {
-      PrintError("Error : malloc oinfo_p->ts_ridx\n");
-      return nullptr;
-    }
     info->tlist = ScNew<VKTextureEntry>("tlist(VKGetOptimizeInfo)", textures);
-    if (info->tlist == nullptr) {
-      PrintError("Error : malloc tinfo_p->tlist\n");
-      return nullptr;
-    }
   }
   info->mnlist = ScNew<VKMaterialNode>("mnlist(VKGetOptimizeInfo)", nodeCount > 0 ? nodeCount : 1);
-  if (info->mnlist == nullptr) {
-    PrintError("Error : malloc minfo_p->mnlist\n");
-    return nullptr;
-  }
   info->mlist = ScNew<VKMaterialGroup>("mlist(VKGetOptimizeInfo)", materials > 0 ? materials : 1);
-  if (info->mlist == nullptr) {
-    PrintError("Error : malloc minfo_p->mlist\n");
-    return nullptr;
-  }
 
   // Entries, node by node and material by material.
   int32_t nextGroup = 0;

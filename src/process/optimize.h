@@ -76,8 +76,8 @@ struct VKOptimizeInfo {
   VKMaterialGroup *mlist;
 };
 
-// Builds the optimize info of a node list; chunkFlags is the write info's
-// chunk word. Returns null after an allocation failure (with its message).
+// Builds the optimize info of a node list (null for none); chunkFlags is the
+// write info's chunk word.
 VKOptimizeInfo *VKGetOptimizeInfo(ScNodeList *list, uint32_t chunkFlags);
 void VKFreeOptimizeInfo(VKOptimizeInfo *info);
 

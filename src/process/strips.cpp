@@ -7,8 +7,9 @@
 #include <cstddef>
 #include <vector>
 
-#include "frontend/console.h"
-#include "frontend/options.h"
+#include "base/console.h"
+#include "base/flags.h"
+#include "base/numbers.h"
 #include "process/nodelist.h"
 #include "process/optimize.h"
 #include "process/strips_chain.h"
@@ -24,8 +25,6 @@ using vkstrip::Slot;
 constexpr float kStripAngleLimit = 999.0f;
 constexpr float kSquareAngleLimit = 0.1f;
 constexpr double kUvTolerance = 0.0039;
-constexpr float kNormalTolerance = 0.0001f;
-constexpr double kDegrees = 57.29578;
 
 struct EdgeRecord {
   uint32_t key;       // smaller vertex << 16 | larger vertex
@@ -35,7 +34,7 @@ struct EdgeRecord {
 };
 
 bool IsSquareMode(uint32_t stripBits) {
-  return (stripBits & kStripBitSquare) && !(stripBits & kStripBitStrips);
+  return (stripBits & vkopt::kStripSquare) && !(stripBits & vkopt::kStripOn);
 }
 
 const ScPolyNode &CornerA(const ScPolygon *p, const EdgeRecord &e) { return p->corners[(e.opposite + 1) % 3]; }
@@ -62,7 +61,7 @@ void TryJoin(ChainEntry *chain, const ScVertex *vertices, const EdgeRecord &A, c
 
   if (options.outputFlags & vkopt::kOutPolyVertexNormal) {
     for (int c = 0; c < 3; ++c) {
-      if (!(std::fabs(aa.normal[c] - ba.normal[c]) < kNormalTolerance)) return;
+      if (!(std::fabs(aa.normal[c] - ba.normal[c]) < kScTolerance)) return;
     }
   }
   if (options.outputFlags & vkopt::kOutPolyVertexColour) {
@@ -75,7 +74,7 @@ void TryJoin(ChainEntry *chain, const ScVertex *vertices, const EdgeRecord &A, c
   float dot = pa->normal[0] * pb->normal[0] + pa->normal[1] * pb->normal[1] + pa->normal[2] * pb->normal[2];
   if (dot > 1.0f) dot = 1.0f;
   if (dot < -1.0f) dot = -1.0f;  // keeps the angle a number for opposite normals
-  auto angle = static_cast<float>(std::acos(static_cast<double>(dot)) * kDegrees);
+  auto angle = static_cast<float>(std::acos(static_cast<double>(dot)) * kScDegreesPerRadian);
   if (angle > options.angleLimit) return;
 
   const float *p = vertices[A.a].pos;
@@ -94,7 +93,7 @@ void SortSlots(ChainEntry &entry) {
       Slot &si = entry.slot[i];
       Slot &sj = entry.slot[j];
       if (si.neighbour < 0 || sj.neighbour < 0) continue;
-      if (si.angle > sj.angle || (std::fabs(si.angle - sj.angle) < kNormalTolerance && sj.length > si.length)) {
+      if (si.angle > sj.angle || (std::fabs(si.angle - sj.angle) < kScTolerance && sj.length > si.length)) {
         Slot t = si;
         si = sj;
         sj = t;
@@ -154,11 +153,6 @@ int32_t VKStripList(const ScVertex *vertices, int32_t vertexCount, ScPolygon *fi
   // Chain, one entry per polygon in list order.
   auto *chain = ScNew<ChainEntry>("strip chain", static_cast<size_t>(n));
   auto *edges = ScNew<EdgeRecord>("sortbuf", static_cast<size_t>(n) * 3);
-  if (chain == nullptr || edges == nullptr) {
-    ScFree(chain, "Strip chain");
-    ScFree(edges, "Strip chain");
-    return 0;
-  }
   ScPolygon *p = first;
   for (int32_t t = 0; t < n; ++t, p = p->listNext) {
     p->stripState = 0;
@@ -225,9 +219,9 @@ int32_t VKMakeStrips(ScNodeList *list, VKOptimizeInfo *info, VKStripOptions *opt
     VKInitStripOptions(&local, list->stripbits, list->optionbits2);
     options = &local;
   }
-  if (options->stripBits & kStripBitStrips) {
+  if (options->stripBits & vkopt::kStripOn) {
     PrintInfo("[STRIP] ");
-  } else if (options->stripBits & kStripBitSquare) {
+  } else if (options->stripBits & vkopt::kStripSquare) {
     PrintInfo("[STRIP SQUARE] ");
   } else {
     return 0;
@@ -254,4 +248,11 @@ int32_t VKMakeStrips(ScNodeList *list, VKOptimizeInfo *info, VKStripOptions *opt
   PrintStripStatistics(options->polygonTotal, options->polygonVertexSum, options->stripTotal,
                        options->stripVertexSum);
   return total;
+}
+
+void PrintStripStatistics(int polygonCount, int polygonVertexSum, int stripCount, int stripVertexSum) {
+  PrintMessage("polygon_total_n %d\n", polygonCount);
+  PrintMessage("polygon_vertex_sum %d\n", polygonVertexSum);
+  PrintMessage("strip_total_n %d\n", stripCount);
+  PrintMessage("strip_vertex_sum %d\n", stripVertexSum);
 }

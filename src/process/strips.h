@@ -4,22 +4,15 @@
 
 #include <cstdint>
 
+#include "base/flags.h"
+
 struct ScNodeList;
 struct ScPolygon;
 struct ScVertex;
 struct VKOptimizeInfo;
 
-// Strip option bits (the node list's stripbits).
-constexpr uint32_t kStripBitStrips = 0x80000000;
-constexpr uint32_t kStripBitSquare = 0x40000000;
-
-// Polygon strip flags (ScPolygon::stripState).
-constexpr uint16_t kStripCornerMask = 0x0003;  // start corner, or new corner of a later triangle
-constexpr uint16_t kStripExcluded = 0x0008;    // degenerate triangle
-constexpr uint16_t kStripSingle = 0x0400;      // strip of one triangle
-constexpr uint16_t kStripLeft = 0x2000;        // StripL; clear for StripR
-constexpr uint16_t kStripFirst = 0x4000;       // first triangle of a strip
-constexpr uint16_t kStripUsed = 0x8000;
+// The strip option bits are vkopt::kStripOn and vkopt::kStripSquare, the
+// polygons' strip state bits kStrip* (base/flags.h).
 
 // Longest growth on either side of a strip's seed; the rest of the
 // triangles seed further strips.
@@ -43,7 +36,7 @@ void VKTriangleOrder(const float *keys, int32_t n, int32_t *order);
 
 // Strip options of one run, with its statistics.
 struct VKStripOptions {
-  uint32_t stripBits;    // kStripBitStrips, kStripBitSquare
+  uint32_t stripBits;    // vkopt::kStripOn, vkopt::kStripSquare
   uint32_t outputFlags;  // the node list's optionbits2: -pvn 0x4000, -pvc 0x2000
   int32_t method;        // 1, the only method
   float angleLimit;      // degrees: 999.0, or 0.1 in square mode
@@ -60,7 +53,7 @@ void VKInitStripOptions(VKStripOptions *options, uint32_t stripBits, uint32_t ou
 // Strips one polygon list (chained through listNext) of triangles over the
 // mesh's vertex array and returns the number of strips made. A negative
 // count stands for the whole list. Square mode when the options have
-// kStripBitSquare without kStripBitStrips.
+// vkopt::kStripSquare without vkopt::kStripOn.
 int32_t VKStripList(const ScVertex *vertices, int32_t vertexCount, ScPolygon *first, int32_t count,
                     VKStripOptions *options);
 
@@ -70,3 +63,7 @@ int32_t VKStripList(const ScVertex *vertices, int32_t vertexCount, ScPolygon *fi
 // for neither. `options` may be null (a record is made from the node list).
 // Returns the number of strips made.
 int32_t VKMakeStrips(ScNodeList *list, VKOptimizeInfo *info, VKStripOptions *options = nullptr);
+
+// The four statistics lines on the message stream: "polygon_total_n %d\n",
+// "polygon_vertex_sum %d\n", "strip_total_n %d\n", "strip_vertex_sum %d\n".
+void PrintStripStatistics(int polygonCount, int polygonVertexSum, int stripCount, int stripVertexSum);

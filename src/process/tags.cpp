@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "frontend/console.h"
-#include "frontend/options.h"
+#include "base/console.h"
+#include "base/flags.h"
 #include "process/geometry.h"
 #include "process/nodelist.h"
 #include "scene/records.h"
@@ -25,41 +25,22 @@ struct FlagMap {
 
 // Options that carry straight over into the write-info word.
 constexpr FlagMap kFlagMap[] = {
-    {Word::Output, 0x00000001, 0x00000004},  // -bin
-    {Word::Output, 0x00000002, 0x00000008},  // -bindebug
-    {Word::Output, 0x00001000, 0x00000080},  // -texn3
-    {Word::Chunk, 0x00000100, 0x00000100},   // -delambi
-    {Word::Chunk, 0x00008000, 0x00000200},   // -dma
-    {Word::Chunk, 0x00002000, 0x00000800},   // -pctouf
-    {Word::Chunk, 0x08000000, 0x00001000},   // -vctouf
-    {Word::Chunk, 0x00001000, 0x00004000},   // -euv
-    {Word::Model, 0x00800000, 0x00008000},   // -noenv
-    {Word::Chunk, 0x00004000, 0x00020000},   // -uvh
-    {Word::Output, 0x80000000, 0x00040000},  // -nodiffuse
-    {Word::Output, 0x00002000, 0x02000000},  // -pvc
-    {Word::Output, 0x00004000, 0x04000000},  // -pvn
-    {Word::Model, 0x20000000, 0x10000000},   // -polynormal
-    {Word::Model, 0x40000000, 0x20000000},   // -forcetex
+    {Word::Output, vkopt::kOutBinary, vkflag::kBinary},
+    {Word::Output, vkopt::kOutBinDebug, vkflag::kBinDebug},
+    {Word::Output, vkopt::kOutTexn3, vkflag::kTexn3},
+    {Word::Chunk, vkopt::kChunkDeleteAmbient, vkflag::kDeleteAmbient},
+    {Word::Chunk, vkopt::kChunkDeleteAllMaterials, vkflag::kDeleteAllMaterials},
+    {Word::Chunk, vkopt::kChunkPolyColourToUserFlag, vkflag::kPolyColourToUserFlag},
+    {Word::Chunk, vkopt::kChunkVertexColourToUserFlag, vkflag::kVertexColourToUserFlag},
+    {Word::Chunk, vkopt::kChunkEnvUv, vkflag::kEnvUv},
+    {Word::Model, vkopt::kModelNoEnv, vkflag::kIgnoreEnv},
+    {Word::Chunk, vkopt::kChunkUvHigh, vkflag::kUvHigh},
+    {Word::Output, vkopt::kOutNoDiffuse, vkflag::kIgnoreDiffuse},
+    {Word::Output, vkopt::kOutPolyVertexColour, vkflag::kPolyVertexColour},
+    {Word::Output, vkopt::kOutPolyVertexNormal, vkflag::kPolyVertexNormal},
+    {Word::Model, vkopt::kModelPolyNormal, vkflag::kPolyNormal},
+    {Word::Model, vkopt::kModelForceTexture, vkflag::kForceTexture},
 };
-
-constexpr uint32_t kWriteInitial = 0x00C00000;  // texture list and object sections
-constexpr uint32_t kWriteTexListSection = 0x00400000;
-constexpr uint32_t kWriteSourceKind1 = 0x00180000;
-constexpr uint32_t kWriteDeleteTexMaterials = 0x00000400;
-constexpr uint32_t kWriteTextures = 0x40000000;
-constexpr uint32_t kWriteTags = 0x80000000;
-constexpr uint32_t kWriteIgnoreEnv = 0x00008000;
-constexpr uint32_t kWriteIgnoreDiffuse = 0x00040000;
-
-// ---- attrflags bits ----------------------------------------------------------
-
-constexpr uint32_t kBlendBits = 0xFC000000;
-constexpr uint32_t kBlendSourceZero = 0x00000001;
-constexpr uint32_t kDepthBits = 0x00000F00;
-constexpr uint32_t kFilterBits = 0x00006000;
-constexpr uint32_t kUseAlpha = 0x00100000;
-constexpr uint32_t kTextured = 0x00200000;
-constexpr uint32_t kEnvironment = 0x00400000;
 
 // ---- Tag table ----------------------------------------------------------------
 
@@ -118,7 +99,7 @@ size_t ClearFlags(const TagRow &row, TagState &state, const char *text, size_t l
 
 size_t Filter(const TagRow &row, TagState &state, const char *text, size_t left) {
   size_t n = Prefix(row, text, left);
-  if (n != 0) state.flags = (state.flags & ~kFilterBits) | row.value;
+  if (n != 0) state.flags = (state.flags & ~vkattr::kFilter) | row.value;
   return n;
 }
 
@@ -169,7 +150,7 @@ size_t Depth(const TagRow &, TagState &state, const char *text, size_t left) {
   }
   if (value % 25 != 0 || value > 375) return 0;
   uint32_t step = static_cast<uint32_t>(value * 4 / 100);
-  state.flags = (state.flags & ~kDepthBits) | (step << 8);
+  state.flags = (state.flags & ~vkattr::kDepthAdjust) | (step << vkattr::kDepthShift);
   return 4;
 }
 
@@ -179,8 +160,9 @@ size_t Blend(const TagRow &, TagState &state, const char *text, size_t left) {
   if (left < 3 || text[0] != 'A' || !blendDigit(text[1]) || !blendDigit(text[2])) return 0;
   uint32_t source = static_cast<uint32_t>(text[1] - '0');
   uint32_t dest = static_cast<uint32_t>(text[2] - '0');
-  state.flags = (state.flags & ~kBlendBits) | (source << 29) | (dest << 26);
-  if (source == 0) state.flags |= kBlendSourceZero;
+  state.flags = (state.flags & ~vkattr::kBlend) | (source << vkattr::kBlendSourceShift) |
+                (dest << vkattr::kBlendDestinationShift);
+  if (source == 0) state.flags |= vkattr::kBlendSourceZero;
   return 3;
 }
 
@@ -202,32 +184,32 @@ constexpr TagRow kTagTable[] = {
     {"D000", Depth, 0, 0},
     {"A00", Blend, 0, 0},
     {"B00", Bank, 0, 0},
-    {"An", OrFlags, 0x00001000, 0},
-    {"Ps", Filter, 0x00000000, 0},
-    {"Bi", Filter, 0x00002000, 0},
-    {"Tl", Filter, 0x00004000, 0},
-    {"Es", OrEval, 0x40, 0},
-    {"Ss", OrEval, 0x80, 0},
-    {"Hi", OrEval, 0x08, 0},
-    {"Bk", OrEval, 0x10, 0},
-    {"D", OrFlags, 0x00800000, 0},
-    {"Ee", OrFlagsOut, kEnvironment, kModelEmissionNormal},
-    {"En", OrFlagsOut, kEnvironment, kMaterialEmissionNormal},
-    {"E", OrFlags, kEnvironment, 0},
-    {"F", OrFlags, 0x01000000, 0},
-    {"L", OrFlags, 0x02000000, 0},
-    {"Nl", OrFlags, 0x02000000, 0},
-    {"Ns", OrFlags, 0x00080000, 0},
-    {"Na", OrFlags, 0x00000040, 0},
-    {"G", ClearFlags, 0x01000000, 0},
+    {"An", OrFlags, vkattr::kSuperSample, 0},
+    {"Ps", Filter, vkattr::kFilterPoint, 0},
+    {"Bi", Filter, vkattr::kFilterBilinear, 0},
+    {"Tl", Filter, vkattr::kFilterTrilinear, 0},
+    {"Es", OrEval, vkeval::kTagEs, 0},
+    {"Ss", OrEval, vkeval::kTagSs, 0},
+    {"Hi", OrEval, vkeval::kNoModel, 0},
+    {"Bk", OrEval, vkeval::kNoChild, 0},
+    {"D", OrFlags, vkattr::kDoubleSided, 0},
+    {"Ee", OrFlagsOut, vkattr::kEnvironment, vkflag::kModelEmissionNormal},
+    {"En", OrFlagsOut, vkattr::kEnvironment, vkflag::kMaterialEmissionNormal},
+    {"E", OrFlags, vkattr::kEnvironment, 0},
+    {"F", OrFlags, vkattr::kFlat, 0},
+    {"L", OrFlags, vkattr::kIgnoreLight, 0},
+    {"Nl", OrFlags, vkattr::kIgnoreLight, 0},
+    {"Ns", OrFlags, vkattr::kIgnoreSpecular, 0},
+    {"Na", OrFlags, vkattr::kIgnoreAmbient, 0},
+    {"G", ClearFlags, vkattr::kFlat, 0},
     {"_", Stop, 0, 0},
     {"U1", OrOut, 1, 0},
     {"U2", OrOut, 2, 0},
     {"U3", OrOut, 3, 0},
-    {"Vc", OrOut, 0x02000000, 0},
-    {"Nvc", OrOut, 0x01000000, 0},
-    {"N", ClearOut, 0x00020000, 0},
-    {"H", OrOut, 0x00020000, 0},
+    {"Vc", OrOut, vkflag::kPolyVertexColour, 0},
+    {"Nvc", OrOut, vkflag::kNoVertexColour, 0},
+    {"N", ClearOut, vkflag::kUvHigh, 0},
+    {"H", OrOut, vkflag::kUvHigh, 0},
 };
 constexpr int kTagCount = static_cast<int>(std::size(kTagTable));
 
@@ -283,27 +265,27 @@ bool OpaqueAlpha(float alpha) {
 
 uint32_t VKMakeWriteFlags(uint32_t modelFlags, uint32_t outputFlags, uint32_t chunkFlags,
                           int32_t sourceKind) {
-  uint32_t flags = kWriteInitial;
+  uint32_t flags = vkflag::kInitial;
   for (const FlagMap &m : kFlagMap) {
     uint32_t word = m.word == Word::Model ? modelFlags : m.word == Word::Output ? outputFlags : chunkFlags;
     if (word & m.bit) flags |= m.writeBit;
   }
   if ((chunkFlags & vkopt::kChunkDeleteTexMaterials) && !(chunkFlags & vkopt::kChunkDeleteAllMaterials)) {
-    flags |= kWriteDeleteTexMaterials;
+    flags |= vkflag::kDeleteTexMaterials;
   }
-  if (sourceKind == 1) flags |= kWriteSourceKind1;
+  if (sourceKind == 1) flags |= vkflag::kSourceKind1;
   if (modelFlags & vkopt::kModelNoTexture) {
-    flags &= ~(kWriteSourceKind1 | kWriteTexListSection);
+    flags &= ~(vkflag::kSourceKind1 | vkflag::kTexListSection);
   } else {
-    flags |= kWriteTextures;
+    flags |= vkflag::kTextures;
   }
-  if (!(modelFlags & vkopt::kModelNoFlags)) flags |= kWriteTags;
+  if (!(modelFlags & vkopt::kModelNoFlags)) flags |= vkflag::kMaterialTags;
   return flags;
 }
 
 void VKParseMaterialTags(ScMaterials *material, uint32_t writeFlags) {
   TagState state{};
-  state.flags = material->attrflags != 0 ? material->attrflags : kDefaultAttrFlags;
+  state.flags = material->attrflags != 0 ? material->attrflags : vkattr::kDefault;
   state.out = writeFlags;
   state.bank = -1;
 
@@ -317,26 +299,26 @@ void VKParseMaterialTags(ScMaterials *material, uint32_t writeFlags) {
     return;
   }
 
-  if (writeFlags & kWriteTags) ScanTags(name, length, state);
+  if (writeFlags & vkflag::kMaterialTags) ScanTags(name, length, state);
 
-  if (!OpaqueAlpha(material->diffuse[3])) state.flags |= kUseAlpha;
-  if (writeFlags & kWriteTextures) {
+  if (!OpaqueAlpha(material->diffuse[3])) state.flags |= vkattr::kUseAlpha;
+  if (writeFlags & vkflag::kTextures) {
     if (HasTexture(material)) {
-      state.flags |= kTextured;
-      if (writeFlags & kWriteIgnoreDiffuse) {
+      state.flags |= vkattr::kTextured;
+      if (writeFlags & vkflag::kIgnoreDiffuse) {
         material->diffuse[0] = material->diffuse[1] = material->diffuse[2] = 1.0f;
       }
       // The texture records carry no flip, clamp or kind fields; the flip and
       // clamp bits come from the file's AttrFlags alone.
     }
   } else {
-    state.flags &= ~kEnvironment;
+    state.flags &= ~vkattr::kEnvironment;
   }
-  if ((state.flags & kEnvironment) && !HasTexture(material)) {
+  if ((state.flags & vkattr::kEnvironment) && !HasTexture(material)) {
     PrintWarning("\nWarning : You must set a texture on \"%s\" for environment mapping !\n", name);
-    state.flags &= ~kEnvironment;
+    state.flags &= ~vkattr::kEnvironment;
   }
-  if (writeFlags & kWriteIgnoreEnv) state.flags &= ~kEnvironment;
+  if (writeFlags & vkflag::kIgnoreEnv) state.flags &= ~vkattr::kEnvironment;
 
   material->attrflags = state.flags;
   material->outputFlags = state.out;
@@ -359,11 +341,11 @@ void VKApplyMaterialTags(ScNodeList *list, uint32_t writeFlags) {
   for (int32_t i = 0; i < list->node_n; ++i) {
     ScNode *node = list->slist[i];
     uint32_t all = VKParseNodeMaterials(node->model, writeFlags);
-    if (all & kModelEmissionNormal) {
+    if (all & vkflag::kModelEmissionNormal) {
       PrintInfo("[MODEL EMISSION NORMAL]");
       ScModelEmissionNormal(node);
     }
-    if (all & kMaterialEmissionNormal) {
+    if (all & vkflag::kMaterialEmissionNormal) {
       PrintInfo("[MATERIAL EMISSION NORMAL]");
       ScMaterialEmissionNormal(node);
     }

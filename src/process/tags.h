@@ -7,17 +7,15 @@
 
 #include <cstdint>
 
+#include "base/flags.h"
+
 struct ScMaterials;
 struct ScModel;
 struct ScNodeList;
 
-// Flag word of a material whose attrflags is 0, and of the default material:
-// blend FBS_SA / FBD_ISA, bilinear filter, mipmap depth step 4.
-constexpr uint32_t kDefaultAttrFlags = 0x94002400;
-
-// Bits of the per-material output word F that ask for emission normals.
-constexpr uint32_t kModelEmissionNormal = 0x00010000;
-constexpr uint32_t kMaterialEmissionNormal = 0x00000040;
+// A material whose attrflags is 0 starts from vkattr::kDefault; the bits of
+// the output word F that ask for emission normals are
+// vkflag::kModelEmissionNormal and vkflag::kMaterialEmissionNormal.
 
 // The write-info flag word of an output run, from the command-line words
 // (modelFlags, outputFlags, chunkFlags) and the scene's source kind. Every
@@ -33,7 +31,7 @@ void VKParseMaterialTags(ScMaterials *material, uint32_t writeFlags);
 
 // Parses the first nbMaterial materials of a node and returns the OR of
 // their output words F; the caller runs the emission-normal passes that
-// kModelEmissionNormal and kMaterialEmissionNormal ask for.
+// they ask for.
 uint32_t VKParseNodeMaterials(ScModel *model, uint32_t writeFlags);
 
 // Parses the materials of every node of the list and, per node, runs the

@@ -6,6 +6,9 @@
 #include <limits>
 #include <new>
 
+#include "base/flags.h"
+#include "base/numbers.h"
+
 namespace vkreader {
 namespace {
 
@@ -111,8 +114,7 @@ uint32_t ColourWord(const LineReader &r) {
 
 // Degrees into the 65536-to-a-turn angle, truncated toward zero.
 int32_t AngleValue(std::string_view token) {
-  constexpr float kUnitsPerDegree = 182.044449f;
-  float units = RealValue(token) * kUnitsPerDegree;
+  float units = RealValue(token) * kVKAngleUnitsPerDegree;
   if (std::isnan(units)) return 0;
   if (units >= 2147483648.0f) return std::numeric_limits<int32_t>::max();
   if (units <= -2147483648.0f) return std::numeric_limits<int32_t>::min();
@@ -183,7 +185,7 @@ Positional ReadMaterialLines(ReaderContext &ctx, BasicMaterial &m) {
   m.texIdLine = r.line();
   if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
   m.attrFlags = HexValue(r[1]);
-  if ((m.attrFlags & 0xFC000000u) == 0) m.attrFlags |= 0x94000000u;
+  if ((m.attrFlags & vkattr::kBlend) == 0) m.attrFlags |= vkattr::kBlendDefault;
   return p;
 }
 

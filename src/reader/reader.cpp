@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "base/status.h"
 #include "reader/basic_blocks.h"
 #include "reader/scene_build.h"
 
@@ -52,6 +53,8 @@ ScObject *ReadBasicModel(const char *fileName) {
   std::setvbuf(file.get(), nullptr, _IOFBF, 1 << 16);
   try {
     return ReadFile(fileName, file.get());
+  } catch (const VKOutOfMemory &) {
+    throw;  // the tracked allocator's own stop
   } catch (const std::bad_alloc &) {
     std::fprintf(stderr, "Error : %s : out of memory while reading\n", fileName);
     return nullptr;

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <string>
 
+#include "base/flags.h"
+#include "base/numbers.h"
 #include "reader/name_index.h"
 #include "scene/memory.h"
 
@@ -24,13 +26,14 @@ constexpr uint16_t kTriangles = 0x0000;
 constexpr uint16_t kQuads = 0x4000;
 constexpr uint16_t kStrips = 0xC000;
 constexpr uint16_t kMaterialMask = 0x3FFF;
-constexpr uint32_t kTexturedBit = 0x00200000;
+constexpr uint32_t kTexturedBit = vkattr::kTextured;
 
 struct EvalTag {
   uint32_t bit;
   const char *tag;
 };
-constexpr EvalTag kEvalTags[] = {{0x40, "Es"}, {0x80, "Ss"}, {0x08, "Hi"}, {0x10, "Bk"}};
+constexpr EvalTag kEvalTags[] = {
+    {vkeval::kTagEs, "Es"}, {vkeval::kTagSs, "Ss"}, {vkeval::kNoModel, "Hi"}, {vkeval::kNoChild, "Bk"}};
 
 constexpr float kSpecularPower[17] = {0, 1, 2, 3, 4, 6, 8, 12, 16, 24, 32, 48, 64, 96, 128, 192, 256};
 
@@ -122,7 +125,7 @@ class SceneBuilder {
   ScObject *Build() {
     const int32_t last = static_cast<int32_t>(ctx_.objects.size()) - 1;
     const std::string rootName = NodeName(last);
-    const int kind = (ctx_.objects.front().evalflags & 0x20) ? 8 : 7;
+    const int kind = (ctx_.objects.front().evalflags & vkeval::kSourceAngles) ? 8 : 7;
     ScObject *scene = ScObjectAlloc(rootName.c_str(), kind);
     if (!scene) return nullptr;
     scene->modelCount = static_cast<int32_t>(ctx_.objects.size());
@@ -355,7 +358,8 @@ class SceneBuilder {
   bool Convert(ScModel *node, ScModel *parent, const BasicObject &o) {
     for (int i = 0; i < 3; i++) {
       node->OPosition[i] = o.pos[static_cast<size_t>(i)];
-      node->OAngle[i] = static_cast<float>(static_cast<double>(o.ang[static_cast<size_t>(i)]) * 6.283184 / 65536.0);
+      node->OAngle[i] = static_cast<float>(static_cast<double>(o.ang[static_cast<size_t>(i)]) * kVKTurnRadians /
+                                            kVKAngleUnitsPerTurn);
       node->OScale[i] = o.scl[static_cast<size_t>(i)];
     }
     node->parent = parent;

@@ -5,9 +5,13 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "base/status.h"
+
 // ---- Tracked allocation table -------------------------------------------
 // Every scene record and working buffer is allocated here (zero-filled) and
-// everything still held is released by ScFreeAll at the end of the run.
+// everything still held is released by ScFreeAll at the end of the run. An
+// allocation never returns null: a failure throws VKOutOfMemory (base/status.h)
+// with the message "Error: Can't malloc <tag>".
 void ScMallocTabInit();
 void *ScMalloc(size_t size, const char *tag);
 char *ScVStrdup(const char *text);
@@ -46,14 +50,15 @@ struct PagedPool {
   bool zeroFill;  // the binary writer's twin fills every buffer with zeros
 };
 
-// The reader's pool (failures through FatalPlain).
+// The reader's pool. An allocation failure throws VKOutOfMemory with a message
+// printed straight to stderr.
 void PoolInit(PagedPool *pool);
 void *PoolAlloc(PagedPool *pool, int size, const char *tag);
 char *PoolStrdup(PagedPool *pool, const char *text);
 void PoolFreeAll(PagedPool *pool);
 
-// The binary writer's zero-filling twin (failures through FatalError with the
-// "vmalloc" messages).
+// The binary writer's zero-filling twin. An allocation failure throws
+// VKOutOfMemory with the "vmalloc" messages for the error stream.
 void VPoolInit(PagedPool *pool);
 void *VPoolAlloc(PagedPool *pool, int size, const char *tag);
 void VPoolFreeAll(PagedPool *pool);
@@ -67,6 +72,9 @@ struct BufferPiece {
 };
 
 struct BufferChain {
+  // Allocates the pieces (released with std::free); null: std::malloc. Kept
+  // by BufferFreeAll and BufferInit, so a test can make the pieces fail.
+  void *(*allocate)(size_t);
   BufferPiece *first;
   BufferPiece *current;
   int32_t used;        // bytes used in the last piece
@@ -76,8 +84,11 @@ struct BufferChain {
   int32_t pieceSize;
 };
 
-void BufferInit(BufferChain *chain);
-BufferPiece *BufferAddPiece(BufferChain *chain);
+// Both add one piece (then the chain's current piece); when it cannot be
+// allocated they leave the chain as it was and return the failure
+// ("Error: Can't vbuffer malloc page" or "... buf"), which is not printed.
+VKStatus BufferInit(BufferChain *chain);
+VKStatus BufferAddPiece(BufferChain *chain);
 void BufferFreeAll(BufferChain *chain);
 // Writes every piece in order (the last one with `used` bytes); true when
 // every byte was written.

@@ -5,15 +5,15 @@
 #include <cstring>
 #include <string>
 
-#include "frontend/console.h"
+#include "base/status.h"
 #include "scene/memory.h"
 
 namespace {
 
 constexpr int kPageSize = 4096;
 
-// Failure messages of the two pool flavours: the reader's pool stops through
-// plain stderr output, the writer's twin through the error stream.
+// Failure messages of the two pool flavours: the reader's pool's are printed
+// straight to stderr, the writer's twin's through the error stream.
 struct PoolMessages {
   const char *chunk;      // first chunk at init
   const char *buffer;     // first buffer at init
@@ -32,10 +32,16 @@ constexpr PoolMessages kWriterMessages{
     "Error: Can't vmalloc page %s\n", "Error: Can't vmalloc buf %s\n",
     "Error: Can't vmalloc big page %s\n", "Error: Can't malloc buf %s\n"};
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+
+// The formats come from the message tables above.
 [[noreturn]] void PoolFail(const PagedPool *pool, const char *format, const char *tag) {
-  if (pool->zeroFill) FatalError(format, tag);
-  FatalPlain(format, tag);
+  throw VKOutOfMemory(!pool->zeroFill, format, tag);
 }
+
+#pragma GCC diagnostic pop
 
 PoolChunk *NewChunk(PagedPool *pool, size_t bytes, const char *chunkFormat,
                     const char *bufferFormat, const char *chunkTag, const char *bufferTag) {
@@ -120,21 +126,27 @@ void BufferFreeAll(BufferChain *chain) {
     std::free(piece);
     piece = next;
   }
+  void *(*allocate)(size_t) = chain->allocate;
   *chain = BufferChain{};
+  chain->allocate = allocate;
 }
 
-void BufferInit(BufferChain *chain) {
+VKStatus BufferInit(BufferChain *chain) {
   BufferFreeAll(chain);
   chain->pieceSize = kPageSize;
   chain->pieceCount = 0;
-  BufferAddPiece(chain);
+  return BufferAddPiece(chain);
 }
 
-BufferPiece *BufferAddPiece(BufferChain *chain) {
-  auto *piece = static_cast<BufferPiece *>(std::malloc(sizeof(BufferPiece)));
-  if (!piece) FatalError("Error: Can't vbuffer malloc %s\n", "page");
-  piece->data = static_cast<unsigned char *>(std::malloc(static_cast<size_t>(chain->pieceSize)));
-  if (!piece->data) FatalError("Error: Can't vbuffer malloc %s\n", "buf");
+VKStatus BufferAddPiece(BufferChain *chain) {
+  void *(*allocate)(size_t) = chain->allocate ? chain->allocate : std::malloc;
+  auto *piece = static_cast<BufferPiece *>(allocate(sizeof(BufferPiece)));
+  if (!piece) return VKStopStatus(VKStatusCode::kOutOfMemory, "Error: Can't vbuffer malloc %s\n", "page");
+  piece->data = static_cast<unsigned char *>(allocate(static_cast<size_t>(chain->pieceSize)));
+  if (!piece->data) {
+    std::free(piece);
+    return VKStopStatus(VKStatusCode::kOutOfMemory, "Error: Can't vbuffer malloc %s\n", "buf");
+  }
   std::memset(piece->data, 0, static_cast<size_t>(chain->pieceSize));
   piece->next = nullptr;
   if (chain->current) {
@@ -152,7 +164,7 @@ BufferPiece *BufferAddPiece(BufferChain *chain) {
     chain->pieceCount = 1;
   }
   chain->used = 0;
-  return piece;
+  return VKStatus{};
 }
 
 bool BufferWrite(BufferChain *chain, FILE *file) {

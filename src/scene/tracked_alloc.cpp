@@ -7,7 +7,8 @@
 #include <cstring>
 #include <unordered_map>
 
-#include "frontend/console.h"
+#include "base/console.h"
+#include "base/status.h"
 #include "scene/memory.h"
 
 namespace {
@@ -39,18 +40,16 @@ TrackedTable &Table() {
   return table;
 }
 
-TablePage *NewPage(const char *format, const char *tag) {
-  auto *page = static_cast<TablePage *>(std::calloc(1, sizeof(TablePage)));
-  if (!page) FatalError(format, tag);
-  return page;
-}
+TablePage *NewPage() { return static_cast<TablePage *>(std::calloc(1, sizeof(TablePage))); }
 
 }  // namespace
 
 void ScMallocTabInit() {
   TrackedTable &t = Table();
   if (t.initialised) return;
-  t.first = t.current = NewPage("Error: Can't malloc %s\n", "page");
+  TablePage *page = NewPage();
+  if (!page) throw VKOutOfMemory(false, "Error: Can't malloc %s\n", "page");
+  t.first = t.current = page;
   t.used = 0;
   t.pageCount = 1;
   t.where.clear();
@@ -61,7 +60,8 @@ void *ScMalloc(size_t size, const char *tag) {
   TrackedTable &t = Table();
   if (!t.initialised) ScMallocTabInit();
   if (t.used >= kSlotsPerPage) {
-    TablePage *page = NewPage("Error: Can't malloc page %s\n", tag);
+    TablePage *page = NewPage();
+    if (!page) throw VKOutOfMemory(false, "Error: Can't malloc page %s\n", tag);
     page->prev = t.current;
     t.current->next = page;
     t.current = page;
@@ -69,7 +69,7 @@ void *ScMalloc(size_t size, const char *tag) {
     t.used = 0;
   }
   void *block = std::malloc(size ? size : 1);
-  if (!block) FatalError("Error: Can't malloc %s\n", tag);
+  if (!block) throw VKOutOfMemory(false, "Error: Can't malloc %s\n", tag);
   std::memset(block, 0, size);
   t.current->slots[t.used] = block;
   t.where[block] = SlotRef{t.current, t.used};

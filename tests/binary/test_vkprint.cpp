@@ -1,16 +1,19 @@
 // The dual print, the item codes and the chunk container against bytes worked
 // out by hand; pointer resolution against a literal scan; the -bindebug dump;
-// and the finished file replacing the old one only at close.
+// the finished file replacing the old one only at close; and the writer's
+// failures (bad rewrites, a byte image that cannot grow, a failed rename)
+// coming back as its status with the old file left in place.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "base/console.h"
 #include "binary/vkprint.h"
-#include "frontend/console.h"
 #include "support/test_support.h"
 
 namespace {
@@ -20,12 +23,15 @@ using ::testing::internal::GetCapturedStderr;
 
 // Runs `body` with the writer opened on a scratch file in binary mode (or the
 // dump mode) and returns the bytes of the file.
-std::string WriteBinary(const std::function<void()> &body, bool debug = false) {
+using Body = std::function<void(VKWriter &)>;
+
+std::string WriteBinary(const Body &body, bool debug = false) {
   vktest::ScratchDir dir;
-  VKWriteOpenFile(dir.file("out.vk").c_str());
-  debug ? VKWriteSetBinDebug() : VKWriteSetBin();
-  body();
-  VKWriteClose();
+  VKWriter w;
+  EXPECT_TRUE(VKWriteOpenFile(w, dir.file("out.vk").c_str()).ok());
+  debug ? VKWriteSetBinDebug(w) : VKWriteSetBin(w);
+  body(w);
+  EXPECT_TRUE(VKWriteClose(w).ok());
   return vktest::ReadFile(dir.file("out.vk"));
 }
 
@@ -42,7 +48,7 @@ std::string Chunk(const char *name, const std::string &payload) {
 
 struct WriteCase {
   const char *what;
-  std::function<void()> body;
+  Body body;
   std::string expected;
   std::string err = "";  // error and warning streams
 };
@@ -56,22 +62,22 @@ void Check(const WriteCase &c) {
 
 TEST(VKPrint, ItemCodesWriteTheirBytesWithAlignment) {
   const WriteCase cases[] = {
-      {"!g$f writes exactly the float", [] { VKPrint("!g$f", "%s%f\n", "Radius ", 1.0); }, Bytes({0, 0, 0x80, 0x3F})},
-      {"2-byte item after a 1-byte item: one zero pad byte", [] { VKPrintBin("C$S", 0xAB, 0x1234); },
+      {"!g$f writes exactly the float", [](VKWriter &w) { VKPrint(w, "!g$f", "%s%f\n", "Radius ", 1.0); }, Bytes({0, 0, 0x80, 0x3F})},
+      {"2-byte item after a 1-byte item: one zero pad byte", [](VKWriter &w) { VKPrintBin(w, "C$S", 0xAB, 0x1234); },
        Bytes({0xAB, 0x00, 0x34, 0x12})},
-      {"4-byte item at an odd multiple of 2: two pad bytes", [] { VKPrintBin("s$i", -2, -1); },
+      {"4-byte item at an odd multiple of 2: two pad bytes", [](VKWriter &w) { VKPrintBin(w, "s$i", -2, -1); },
        Bytes({0xFE, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF})},
-      {"float after a byte aligns to 4", [] { VKPrintBin("c$f", -1, -2.0); }, Bytes({0xFF, 0, 0, 0, 0, 0, 0, 0xC0})},
-      {"!g$8 writes one ARGB8888 word", [] { VKPrint("!g$8", "%s%d%d%d%d", "D", 0x80, 0x10, 0x20, 0x30); },
+      {"float after a byte aligns to 4", [](VKWriter &w) { VKPrintBin(w, "c$f", -1, -2.0); }, Bytes({0xFF, 0, 0, 0, 0, 0, 0, 0xC0})},
+      {"!g$8 writes one ARGB8888 word", [](VKWriter &w) { VKPrint(w, "!g$8", "%s%d%d%d%d", "D", 0x80, 0x10, 0x20, 0x30); },
        Bytes({0x30, 0x20, 0x10, 0x80})},
-      {"packed words do not align", [] { VKPrintBin("C$X", 1, 0x201, 0x1FF, 0x001); },
+      {"packed words do not align", [](VKWriter &w) { VKPrintBin(w, "C$X", 1, 0x201, 0x1FF, 0x001); },
        Bytes({0x01, 0x01, 0xFC, 0x17, 0x20})},
-      {"D565S565 masks each field", [] { VKPrintBin("5", 31, 63, 31, 1 + 32, 2, 3); }, Bytes({0x43, 0x08, 0xFF, 0xFF})},
-      {"D4444S565", [] { VKPrintBin("a", 15, 1, 2, 3, 31, 0, 1); }, Bytes({0x01, 0xF8, 0x23, 0xF1})},
-      {"I, S, C keep the low bits", [] { VKPrintBin("I$S$C", 0xDEADBEEF, 0x12345, 0x1FF); },
+      {"D565S565 masks each field", [](VKWriter &w) { VKPrintBin(w, "5", 31, 63, 31, 1 + 32, 2, 3); }, Bytes({0x43, 0x08, 0xFF, 0xFF})},
+      {"D4444S565", [](VKWriter &w) { VKPrintBin(w, "a", 15, 1, 2, 3, 31, 0, 1); }, Bytes({0x01, 0xF8, 0x23, 0xF1})},
+      {"I, S, C keep the low bits", [](VKWriter &w) { VKPrintBin(w, "I$S$C", 0xDEADBEEF, 0x12345, 0x1FF); },
        Bytes({0xEF, 0xBE, 0xAD, 0xDE, 0x45, 0x23, 0xFF})},
-      {"! skips the next value item only", [] { VKPrintBin("!i$i", 1, 2); }, Bytes({2, 0, 0, 0})},
-      {"the walk stops when arguments and markers reach the code length", [] { VKPrintBin("$8$i", 1, 2, 3, 4, 5); },
+      {"! skips the next value item only", [](VKWriter &w) { VKPrintBin(w, "!i$i", 1, 2); }, Bytes({2, 0, 0, 0})},
+      {"the walk stops when arguments and markers reach the code length", [](VKWriter &w) { VKPrintBin(w, "$8$i", 1, 2, 3, 4, 5); },
        Bytes({4, 3, 2, 1})},
   };
   for (const WriteCase &c : cases) Check(c);
@@ -81,72 +87,72 @@ TEST(VKPrint, ItemCodesWriteTheirBytesWithAlignment) {
 TEST(VKPrint, ChunksLabelsPointersAndPOF0) {
   const std::string none;
   const WriteCase cases[] = {
-      {"empty chunk: 8 bytes and an empty POF0", [] {}, Chunk("VKCM", none) + Chunk("POF0", none)},
-      {"first pointer 8 bytes after the start: 0x42", [] { VKPrintBin("ii", 1, 2); VKPrintBin("P0", "NULL"); },
+      {"empty chunk: 8 bytes and an empty POF0", [](VKWriter &) {}, Chunk("VKCM", none) + Chunk("POF0", none)},
+      {"first pointer 8 bytes after the start: 0x42", [](VKWriter &w) { VKPrintBin(w, "ii", 1, 2); VKPrintBin(w, "P0", "NULL"); },
        Chunk("VKCM", Bytes({1, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0})) + Chunk("POF0", Bytes({0x42, 0, 0, 0}))},
       {"pointer at 0 to a label at 8; the string lands at 12 unaligned and counts in the size",
-       [] {
-         VKPrintBin("T0", "top");
-         VKPrintBin("P0$g", "data", "ab");
-         VKPrintBin("T0$I", "data", 7);
+       [](VKWriter &w) {
+         VKPrintBin(w, "T0", "top");
+         VKPrintBin(w, "P0$g", "data", "ab");
+         VKPrintBin(w, "T0$I", "data", 7);
        },
        Chunk("VKCM", Bytes({8, 0, 0, 0, 12, 0, 0, 0, 7, 0, 0, 0, 'a', 'b', 0, 0})) +
            Chunk("POF0", Bytes({0x40, 0x41, 0, 0}))},
-      {"strings follow the payload in queue order", [] { VKPrintBin("g$I$i$g$I$i", "tex", 1, 2, "b", 3, 4); },
+      {"strings follow the payload in queue order", [](VKWriter &w) { VKPrintBin(w, "g$I$i$g$I$i", "tex", 1, 2, "b", 3, 4); },
        Chunk("VKCM", Bytes({24, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 28, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 't', 'e', 'x',
                             0, 'b', 0, 0, 0})) +
            Chunk("POF0", Bytes({0x40, 0x43, 0, 0}))},
-      {"no labels: pointers stay 0 but are listed", [] { VKPrintBin("P0$P1", "nowhere", "NULL"); },
+      {"no labels: pointers stay 0 but are listed", [](VKWriter &w) { VKPrintBin(w, "P0$P1", "nowhere", "NULL"); },
        Chunk("VKCM", std::string(8, '\0')) + Chunk("POF0", Bytes({0x40, 0x41, 0, 0}))},
       {"the last label of a name wins; an unmatched pointer stops the resolution",
-       [] {
-         VKPrintBin("T0$I", "x", 1);
-         VKPrintBin("T0", "x");
-         VKPrintBin("P0$P1$P2", "x", "lost", "x");  // 4, then the error, then 0
+       [](VKWriter &w) {
+         VKPrintBin(w, "T0$I", "x", 1);
+         VKPrintBin(w, "T0", "x");
+         VKPrintBin(w, "P0$P1$P2", "x", "lost", "x");  // 4, then the error, then 0
        },
        Chunk("VKCM", Bytes({1, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})) +
            Chunk("POF0", Bytes({0x41, 0x41, 0x41, 0})),
        "\n##### Error : Can't chain lost\n"},
       {"T123 names a label from arguments 1-3 and writes nothing; P0P1 takes arguments 0 and 1",
-       [] {
-         VKPrintBin("I", 9);
-         VKPrint("T123", "%s%s%s%s[]\n", "PLIST      ", "strip", "_", "m_obj");
-         VKPrintBin("I", 10);
-         VKPrintBin("P0P1$I$I", "strip_m_obj", "NULL", 5, 6);
+       [](VKWriter &w) {
+         VKPrintBin(w, "I", 9);
+         VKPrint(w, "T123", "%s%s%s%s[]\n", "PLIST      ", "strip", "_", "m_obj");
+         VKPrintBin(w, "I", 10);
+         VKPrintBin(w, "P0P1$I$I", "strip_m_obj", "NULL", 5, 6);
        },
        Chunk("VKCM", Bytes({9, 0, 0, 0, 10, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0, 6, 0, 0, 0})) +
            Chunk("POF0", Bytes({0x42, 0x41, 0, 0}))},
       {"a second chunk has its own base and no labels of the first",
-       [] {
-         VKPrintBin("T0", "a");
-         VKWriteBinChunkEnd();
-         VKWriteBinChunkStart(kVKChunkVKTL);
-         VKPrintBin("I", 3);
-         VKPrintBin("P0", "a");
+       [](VKWriter &w) {
+         VKPrintBin(w, "T0", "a");
+         VKWriteBinChunkEnd(w);
+         VKWriteBinChunkStart(w, kVKChunkVKTL);
+         VKPrintBin(w, "I", 3);
+         VKPrintBin(w, "P0", "a");
        },
        Chunk("VKCM", none) + Chunk("POF0", none) + Chunk("VKTL", Bytes({3, 0, 0, 0, 0, 0, 0, 0})) +
            Chunk("POF0", Bytes({0x41, 0, 0, 0}))},
-      {"opening an open chunk warns and goes on", [] { VKPrintBin("I", 1); VKWriteBinChunkStart(kVKChunkVKBM); },
+      {"opening an open chunk warns and goes on", [](VKWriter &w) { VKPrintBin(w, "I", 1); VKWriteBinChunkStart(w, kVKChunkVKBM); },
        Chunk("VKCM", Bytes({1, 0, 0, 0})) + Chunk("POF0", none), "\n##### Warning : already open chunk VKBM\n"},
   };
   for (const WriteCase &c : cases) {
-    const auto inChunk = [&] {
-      VKWriteBinChunkStart(kVKChunkVKCM);
-      c.body();
-      VKWriteBinChunkEnd();
+    const auto inChunk = [&](VKWriter &w) {
+      VKWriteBinChunkStart(w, kVKChunkVKCM);
+      c.body(w);
+      VKWriteBinChunkEnd(w);
     };
     Check({c.what, inChunk, c.expected, c.err});
   }
 
   // Distances of 0, 64 and 16384 words take one, two and four bytes.
-  const std::string bytes = WriteBinary([] {
-    VKWriteBinChunkStart(kVKChunkVKCM);
-    VKPrintBin("P0", "NULL");
-    for (int i = 0; i < 63; i++) VKPrintBin("i", 0);
-    VKPrintBin("P0", "NULL");
-    for (int i = 0; i < 16383; i++) VKPrintBin("i", 0);
-    VKPrintBin("g", "");  // 65536 bytes after the previous pointer
-    VKWriteBinChunkEnd();
+  const std::string bytes = WriteBinary([](VKWriter &w) {
+    VKWriteBinChunkStart(w, kVKChunkVKCM);
+    VKPrintBin(w, "P0", "NULL");
+    for (int i = 0; i < 63; i++) VKPrintBin(w, "i", 0);
+    VKPrintBin(w, "P0", "NULL");
+    for (int i = 0; i < 16383; i++) VKPrintBin(w, "i", 0);
+    VKPrintBin(w, "g", "");  // 65536 bytes after the previous pointer
+    VKWriteBinChunkEnd(w);
   });
   const size_t payload = 4 * (1 + 63 + 1 + 16383 + 1) + 4;  // the empty text and 3 pad bytes
   ASSERT_EQ(bytes.size(), 8 + payload + 16);
@@ -191,14 +197,14 @@ TEST(VKPrint, PointerResolutionMatchesTheLiteralScan) {
       if (!matched) expectedError = "\n##### Error : Can't chain " + pointers[p].name + "\n";
     }
     CaptureStderr();
-    const std::string bytes = WriteBinary([&] {
-      VKWriteBinChunkStart(kVKChunkVKCM);
+    const std::string bytes = WriteBinary([&](VKWriter &w) {
+      VKWriteBinChunkStart(w, kVKChunkVKCM);
       for (size_t i = 0; i < kinds.size(); i++) {
-        if (kinds[i] == 0) VKPrintBin("T0", items[i].name.c_str());
-        if (kinds[i] == 1) VKPrintBin("P0", items[i].name.c_str());
-        if (kinds[i] == 2) VKPrintBin("i", static_cast<int>(i));
+        if (kinds[i] == 0) VKPrintBin(w, "T0", items[i].name.c_str());
+        if (kinds[i] == 1) VKPrintBin(w, "P0", items[i].name.c_str());
+        if (kinds[i] == 2) VKPrintBin(w, "i", static_cast<int>(i));
       }
-      VKWriteBinChunkEnd();
+      VKWriteBinChunkEnd(w);
     });
     EXPECT_EQ(GetCapturedStderr(), expectedError);
     ASSERT_GE(bytes.size(), 8 + payload.size());
@@ -218,17 +224,16 @@ TEST(VKPrint, BinDebugDumpOfASmallChunk) {
   FILE *info = InfoStream();
   CaptureStderr();
   const std::string bytes = WriteBinary(
-      [] {
-        EXPECT_EQ(InfoStream(), nullptr);  // the dump mode silences the info stream and the texture tags
-        EXPECT_TRUE(VKTextureTagsSilenced());
-        VKWriteBinChunkStart(kVKChunkVKCM);
-        VKPrintBin("C", 0x41);
-        VKPrintBin("T0", "lab");
-        VKPrintBin("P0", "lab");
-        VKPrintBin("g", "hi");
-        VKPrint("!g$f", "%s%f\n", "x", 1.5);
-        VKPrintBin("s", -2);
-        VKWriteBinChunkEnd();
+      [](VKWriter &w) {
+        EXPECT_EQ(InfoStream(), nullptr);  // the dump mode silences the info stream
+        VKWriteBinChunkStart(w, kVKChunkVKCM);
+        VKPrintBin(w, "C", 0x41);
+        VKPrintBin(w, "T0", "lab");
+        VKPrintBin(w, "P0", "lab");
+        VKPrintBin(w, "g", "hi");
+        VKPrint(w, "!g$f", "%s%f\n", "x", 1.5);
+        VKPrintBin(w, "s", -2);
+        VKWriteBinChunkEnd(w);
       },
       true);
   const std::vector<std::string> got = Lines(GetCapturedStderr());
@@ -259,62 +264,117 @@ TEST(VKPrint, FinishedFileReplacesTheOldOneOnlyAtClose) {
   vktest::ScratchDir dir;
   const std::string name = dir.file("model.vk"), text = dir.file("model.vka");
   ASSERT_TRUE(vktest::WriteFile(name, "good old file"));
-  VKWriteOpenFile(name.c_str());
-  VKWriteSetBin();
-  VKPrintBin("I", 0x11223344);
+  VKWriter w;
+  ASSERT_TRUE(VKWriteOpenFile(w, name.c_str()).ok());
+  VKWriteSetBin(w);
+  VKPrintBin(w, "I", 0x11223344);
   EXPECT_EQ(vktest::ReadFile(name), "good old file");
-  EXPECT_TRUE(VKWriteClose());
+  EXPECT_TRUE(VKWriteClose(w).ok());
   EXPECT_EQ(vktest::ReadFile(name), Bytes({0x44, 0x33, 0x22, 0x11}));
 
   // ASCII mode writes the formats only; chunks and binary items write nothing.
-  ASSERT_NE(VKWriteOpenFile(text.c_str()), nullptr);
-  EXPECT_EQ(VKWriteGetMode(), kVKModeAscii);
-  VKWriteBinChunkStart(kVKChunkVKCM);
-  VKPrint("!g$f", "%s%9.6fF,\n", "Radius      ", 1.5);
-  VKPrintBin("I", 5);
-  VKPrintAscii("%s\n", "END");
-  VKWriteBinChunkEnd();
+  ASSERT_TRUE(VKWriteOpenFile(w, text.c_str()).ok());
+  EXPECT_EQ(VKWriteGetMode(w), kVKModeAscii);
+  VKWriteBinChunkStart(w, kVKChunkVKCM);
+  VKPrint(w, "!g$f", "%s%9.6fF,\n", "Radius      ", 1.5);
+  VKPrintBin(w, "I", 5);
+  VKPrintAscii(w, "%s\n", "END");
+  VKWriteBinChunkEnd(w);
   EXPECT_FALSE(vktest::Exists(text));  // still under the temporary name
-  EXPECT_TRUE(VKWriteClose());
+  EXPECT_TRUE(VKWriteClose(w).ok());
   EXPECT_EQ(vktest::ReadFile(text), "Radius       1.500000F,\nEND\n");
   EXPECT_FALSE(vktest::Exists(text + ".tmp~"));
 
   // Binary bound to the error stream is refused.
   CaptureStderr();
-  VKWriteOpen(nullptr);
-  VKWriteSetBin();
-  VKPrintBin("I", 1);
-  EXPECT_FALSE(VKWriteClose());
+  VKWriteOpen(w, nullptr);
+  VKWriteSetBin(w);
+  VKPrintBin(w, "I", 1);
+  EXPECT_EQ(VKWriteClose(w).code, VKStatusCode::kCantWrite);
   EXPECT_EQ(GetCapturedStderr(), "\n##### Error : Bad fp! Can't flash binary\n");
 }
 
 TEST(VKPrint, RewriteBytesCrossesPieces) {
-  const std::string bytes = WriteBinary([] {
-    for (int i = 0; i < 2048; i++) VKPrintBin("i", 0);
+  const std::string bytes = WriteBinary([](VKWriter &w) {
+    for (int i = 0; i < 2048; i++) VKPrintBin(w, "i", 0);
     const unsigned char four[4] = {1, 2, 3, 4};
-    RewriteBytes(4094, four, 4);
-    RewriteBytes(-1, four, 4);  // does nothing
-    RewriteBytes(8188, four, 4);
+    RewriteBytes(w, 4094, four, 4);
+    RewriteBytes(w, -1, four, 4);  // does nothing
+    RewriteBytes(w, 8188, four, 4);
   });
   EXPECT_EQ(bytes, std::string(4094, '\0') + Bytes({1, 2, 3, 4}) + std::string(4090, '\0') + Bytes({1, 2, 3, 4}));
 }
 
-// A bad rewrite ends the process in the middle of a write: the old file stays.
-TEST(VKPrintDeathTest, BadRewriteEndsTheProcessAndLeavesTheOldFile) {
+// Failures in the middle of a write come back from the close as the writer's
+// status, printed by nobody yet; nothing more is written or described, and
+// the old file stays. A writer given up while its file is open (an exception
+// unwinding it) leaves no temporary file either.
+TEST(VKPrint, FailuresComeBackAsTheWritersStatusAndLeaveTheOldFile) {
   vktest::ScratchDir dir;
   const std::string name = dir.file("model.vk");
   ASSERT_TRUE(vktest::WriteFile(name, "good old file"));
-  const auto rewrite = [&](long position, int count) {
-    VKWriteOpenFile(name.c_str());
-    VKWriteSetBin();
-    VKPrintBin("I", 1);
-    const unsigned char zeros[4] = {};
-    RewriteBytes(position, zeros, count);
+  static int piecesLeft;
+  const VKWriterHooks fewPieces{nullptr, nullptr, [](size_t size) { return piecesLeft-- > 0 ? std::malloc(size) : nullptr; }};
+  const VKWriterHooks noRename{nullptr, [](const char *, const char *) { return -1; }, nullptr};
+  struct Case {
+    const char *what;
+    const VKWriterHooks *hooks;
+    int pieces;  // byte-image allocations that succeed
+    Body body;
+    VKStatusCode code;
+    std::string message, err = "";
   };
-  EXPECT_EXIT(rewrite(8, 4), ::testing::ExitedWithCode(0), "Error: Bad bc RewriteBytes");
-  EXPECT_EXIT(rewrite(3, 2), ::testing::ExitedWithCode(0), "Error: Can't rewrite run over current bc");
+  const unsigned char zeros[4] = {};
+  const Case cases[] = {
+      {"rewrite past the end", nullptr, 99, [&](VKWriter &w) { VKPrintBin(w, "I", 1), RewriteBytes(w, 8, zeros, 4); },
+       VKStatusCode::kBadRewrite, "Error: Bad bc RewriteBytes\n"},
+      {"rewrite running over the end", nullptr, 99, [&](VKWriter &w) { VKPrintBin(w, "I", 1), RewriteBytes(w, 3, zeros, 2); },
+       VKStatusCode::kBadRewrite, "Error: Can't rewrite run over current bc\n"},
+      // The first piece (one allocation for the piece, one for its bytes) is
+      // made with the writer; the image cannot grow past 4096 bytes.
+      {"byte image full", &fewPieces, 2,
+       [](VKWriter &w) {
+         VKWriteSetBinDebug(w);
+         for (int i = 0; i < 1025; i++) VKPrintBin(w, "I", i);
+         VKWriteBinChunkStart(w, kVKChunkVKCM);  // describes nothing any more
+       },
+       VKStatusCode::kOutOfMemory, "Error: Can't vbuffer malloc page\n"},
+      {"no byte image at all", &fewPieces, 1, [](VKWriter &w) { VKPrintBin(w, "I", 1); }, VKStatusCode::kOutOfMemory,
+       "Error: Can't vbuffer malloc buf\n"},
+      {"rename refused", &noRename, 99, [](VKWriter &w) { VKPrintBin(w, "I", 1); }, VKStatusCode::kCantWrite,
+       "Error : Can't write " + name + "\n", "\n##### Error : Can't write " + name + "\n"},
+  };
+  FILE *info = InfoStream();
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    piecesLeft = c.pieces;
+    CaptureStderr();
+    {
+      VKWriter w(c.hooks);
+      ASSERT_TRUE(VKWriteOpenFile(w, name.c_str()).ok());
+      VKWriteSetBin(w);
+      c.body(w);
+      const VKStatus status = VKWriteClose(w);
+      EXPECT_EQ(status.code, c.code);
+      EXPECT_EQ(status.message, c.message);
+      EXPECT_EQ(status.reported, !c.err.empty());
+    }
+    SetInfoStream(info);
+    const std::string err = GetCapturedStderr();
+    EXPECT_EQ(err.substr(err.size() < c.err.size() ? 0 : err.size() - c.err.size()), c.err);
+    EXPECT_EQ(err.find("ChunkName"), std::string::npos);
+    EXPECT_EQ(err.find("[BC "), std::string::npos);
+    EXPECT_EQ(vktest::ReadFile(name), "good old file");
+    EXPECT_FALSE(vktest::Exists(name + ".tmp~"));
+  }
+  {
+    VKWriter w;
+    ASSERT_TRUE(VKWriteOpenFile(w, name.c_str()).ok());
+    VKPrintAscii(w, "unfinished");
+    EXPECT_TRUE(vktest::Exists(name + ".tmp~"));
+  }
   EXPECT_EQ(vktest::ReadFile(name), "good old file");
-  EXPECT_FALSE(vktest::Exists(name + ".tmp~"));  // the fatal stop removed the unfinished output
+  EXPECT_FALSE(vktest::Exists(name + ".tmp~"));
 }
 
 }  // namespace

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/console.h"
+#include "base/file_names.h"
 #include "chunk/chunk_writer.h"
-#include "frontend/console.h"
-#include "frontend/options.h"
 #include "process/nodelist.h"
 
 namespace chunktest {
@@ -27,14 +27,15 @@ inline int RunWriter(ScObject *scene, const std::string &outputName, uint32_t ch
                      uint32_t outputFlags = 0x38000000, float scale = 1.0f, ScNodeList **listOut = nullptr) {
   uint32_t modelFlags = 0x80000000, stripFlags = 0;
   CompleteChunkOptions(&chunkFlags, &stripFlags, &modelFlags);
-  SetGlobalScale(scale);
   const float rotation[3] = {0, 0, 0};
-  ScNodeList *list = ScGetNodeList(scene, modelFlags, outputFlags, stripFlags, rotation);
+  ScNodeList *list = nullptr;
+  ScGetNodeList(scene, modelFlags, outputFlags, stripFlags, rotation, &list);
   if (listOut) *listOut = list;
   char name[kNameSize];
   std::snprintf(name, sizeof name, "%s", outputName.c_str());
   GlobalIndexBlock globalIndex{};
-  return list ? VKWriteChunkModel(list, "in.vka", name, &globalIndex, "", chunkFlags) : -1;
+  if (!list) return -1;
+  return VKWriteChunkModel({list, "in.vka", name, &globalIndex, "", chunkFlags, scale, nullptr}).ok() ? 1 : 0;
 }
 
 using Triangle = std::array<int, 3>;

@@ -10,6 +10,7 @@
 #include <random>
 #include <string>
 
+#include "base/packers.h"
 #include "chunk/chunk_test_util.h"
 #include "chunk/encoding.h"
 #include "reader/reader.h"

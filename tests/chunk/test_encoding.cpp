@@ -1,4 +1,4 @@
-// The chunk encoding tables and packers, and the strip layout: strips too
+// The chunk encoding tables, and the strip layout: strips too
 // long for one chunk are cut into pieces and pieces grouped into chunks.
 #include <gtest/gtest.h>
 
@@ -14,23 +14,25 @@
 
 namespace {
 
-TEST(Encoding, Packers) {
-  // NORM32: -1.0 is -511 in 10-bit two's complement.
-  EXPECT_EQ(VKPackNORM32(-1.0f, -1.0f, -1.0f), 0x201u << 20 | 0x201u << 10 | 0x201u);
-  EXPECT_EQ(VKPackNORM32(1.0f, 0.0f, 0.5f), 0x1FFu << 20 | 0u << 10 | 255u);
-  EXPECT_EQ(VKNorm10(-0.5f), (-255) & 0x3FF);
-  EXPECT_EQ(VKPackARGB8888(0x80, 0x10, 0x20, 0x30), 0x80102030u);
-  EXPECT_EQ(VKPackARGB8888(-1, 0x1FF, 0, 1), 0xFFFF0001u);
-  // Diffuse orange (255, 128, 64), specular (8, 4, 2).
-  EXPECT_EQ(VKPackD565S565(VKChannel5(255), VKChannel6(128), VKChannel5(64), VKChannel5(8), VKChannel6(4),
-                           VKChannel5(2)),
-            0xFC080820u);
-  // Diffuse (a 255, r 128, g 64, b 16) as 4-4-4-4, specular white.
-  EXPECT_EQ(VKPackD4444S565(VKChannel4(255), VKChannel4(128), VKChannel4(64), VKChannel4(16), VKChannel5(255),
-                            VKChannel6(255), VKChannel5(255)),
-            0xF841FFFFu);
-  // Intensities: white is 32640, pure red trunc(0.299 x 255 x 128) = 9759.
-  EXPECT_EQ(VKPackD16S16(VKIntensity(255, 255, 255), VKIntensity(255, 0, 0)), 0x7F80261Fu);
+// Every vertex type names a vertex chunk kind, each another one; the kind's
+// words per vertex agree with what the type's bits say: a three- or
+// four-word position, a normal of three words (four with a four-word
+// position) or one packed word, and one extra word for formats 2-7.
+TEST(Encoding, VertexTypesNameTheirChunkKinds) {
+  std::set<int> ids;
+  for (int i = 0; i < kVKVertexTypeCount; i++) {
+    const uint32_t value = kVKVertexTypes[i].value;
+    const VKChunkKind *kind = VKFindVertexType(value | 0x80000000u);
+    ASSERT_NE(kind, nullptr) << value;
+    const uint32_t format = value & 7;
+    const int position = format == 0 ? 4 : 3;
+    const int normal = (value & 0x40000000) ? position : (value & 0x20000000) ? 1 : 0;
+    EXPECT_TRUE(ids.insert(kind->id).second && kind->list == VKChunkList::kVertex) << kind->name;
+    EXPECT_EQ(kind->words, position + normal + (format >= 2 ? 1 : 0)) << kind->name;
+  }
+  EXPECT_EQ(ids.size(), 19u);
+  EXPECT_EQ(VKFindVertexType(0x20000006), nullptr);
+  EXPECT_EQ(VKFindVertexType(0x60000001), nullptr);
 }
 
 TEST(Encoding, ChunkKindsAreUniqueInIdOrderAndFoundBothWays) {

@@ -3,11 +3,19 @@
 // route with its backup; and the input-kind test.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
+#include "base/status.h"
+#include "binary/vkprint.h"
 #include "frontend/driver.h"
 #include "support/test_support.h"
+#include "support/vka_gen.h"
+
+// The cases name only the generator settings they change.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 namespace {
 
@@ -144,6 +152,71 @@ TEST(Driver, InputKindFromTheFifthTokenOfTheFirstLine) {
     EXPECT_EQ(GetInputKind(dir.file("kind.vka").c_str()), c.kind);
   }
   EXPECT_EQ(GetInputKind(dir.file("missing.vka").c_str()), InputKind::kBasic);
+}
+
+// Failures deep in a run come back from RunConversion as statuses, each
+// printed once, and on every way out the input is back under its own name
+// with nothing else left in the folder: the stops the driver prints (a root
+// released by -GM, a byte image that cannot grow), the failures reported
+// where they happen (an output that cannot be opened or renamed), and an
+// exception thrown from deep inside the writer.
+TEST(Driver, FailuresComeBackAsStatusesWithTheInputInPlace) {
+  static int piecesLeft;
+  const VKWriterHooks noOpen{[](const char *, const char *) -> FILE * { return nullptr; }, nullptr, nullptr};
+  const VKWriterHooks noRename{nullptr, [](const char *, const char *) { return -1; }, nullptr};
+  const VKWriterHooks fewPieces{nullptr, nullptr, [](size_t size) { return piecesLeft-- > 0 ? std::malloc(size) : nullptr; }};
+  const VKWriterHooks throwing{
+      [](const char *, const char *) -> FILE * { throw VKOutOfMemory(false, "Error: Can't malloc %s\n", "test"); },
+      nullptr, nullptr};
+  using Code = VKStatusCode;
+  struct Case {
+    std::vector<std::string> options;
+    const VKWriterHooks *hooks;
+    Code code;
+    bool reported;
+    std::string message;  // with "%s" for the folder
+    std::string err;      // the end of what is printed
+  };
+  const Case cases[] = {
+      {{"-GM"}, nullptr, Code::kBadModel, false, "Error : Bad Model pointer\n",
+       "[BUILD MAP] \n##### Error : Bad Model pointer\n"},
+      {{"-bin"}, &fewPieces, Code::kOutOfMemory, false, "Error: Can't vbuffer malloc page\n",
+       "[OUTPUT CHUNK][BIN] [ChunkV Type CnkV_VN] [UVN(0-255)] [MATERIAL NAME] [STRIP] polygon_total_n 384\n"
+       "polygon_vertex_sum 1152\nstrip_total_n 24\nstrip_vertex_sum 432\n\n##### Error: Can't vbuffer malloc page\n"},
+      {{}, &noOpen, Code::kCantOpen, true, "Error : Can't open file %s/m.vka.tmp~\n",
+       "\n##### Error : Can't open file %s/m.vka.tmp~\n\n##### Error : Can't write file!! (%s/m.vka)\n"},
+      {{}, &noRename, Code::kCantWrite, true, "Error : Can't write %s/m.vka\n", "\n##### Error : Can't write %s/m.vka\n"},
+      {{"-septex"}, &noRename, Code::kCantWrite, true, "Error : Can't write %s/m.vad\n",
+       "\n##### Error : Can't write %s/m.vad\n"},
+      {{"-VNX"}, &throwing, Code::kOutOfMemory, false, "Error: Can't malloc test\n",
+       "strip_vertex_sum 432\n\n##### Error: Can't malloc test\n"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.message);
+    ScratchDir dir;
+    const auto withDir = [&](std::string text) {
+      for (size_t at = text.find("%s"); at != std::string::npos; at = text.find("%s")) text.replace(at, 2, dir.path());
+      return text;
+    };
+    ASSERT_TRUE(WriteVka(dir.file("m.vka"), {.baseName = "m", .objects = 3, .gridWidth = 8, .gridHeight = 8}));
+    const std::string input = ReadFile(dir.file("m.vka"));
+    std::vector<std::string> words = {"vkconv", dir.file("m.vka")};
+    words.insert(words.end(), c.options.begin(), c.options.end());
+    std::vector<char *> argv;
+    for (std::string &word : words) argv.push_back(word.data());
+    piecesLeft = 2;  // the first piece of the byte image only
+    ::testing::internal::CaptureStderr();
+    const VKStatus status = RunConversion(static_cast<int>(argv.size()), argv.data(), c.hooks);
+    const std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(status.code, c.code);
+    EXPECT_EQ(status.reported, c.reported);
+    EXPECT_EQ(status.message, withDir(c.message));
+    const std::string tail = withDir(c.err);
+    EXPECT_EQ(err.substr(err.size() < tail.size() ? 0 : err.size() - tail.size()), tail);
+    EXPECT_EQ(err.find(c.message.substr(0, 20)), err.rfind(c.message.substr(0, 20))) << "printed twice";
+    EXPECT_EQ(ReadFile(dir.file("m.vka")), input);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+  }
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 namespace {
 
 constexpr uint32_t kW = 0xC0C00000;  // write-info word of a default run
-constexpr uint32_t kNoTags = kW & ~0x80000000u, kNoTex = kW & ~0x40000000u, kDefault = kDefaultAttrFlags;
+constexpr uint32_t kNoTags = kW & ~0x80000000u, kNoTex = kW & ~0x40000000u, kDefault = vkattr::kDefault;
 
 ScMaterials *Material(const char *name, bool textured, uint32_t attrflags = 0, float alpha = 1.0f) {
   ScMaterials *m = ScMaterialsAlloc(1);

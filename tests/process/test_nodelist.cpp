@@ -109,7 +109,8 @@ class NodeListTest : public ::testing::Test {
     if (scene) ptest::FreshAllocator(), b = SceneBuilder(), scene(b);
     const float rotation[3] = {0, 0, 0};
     ScNodeList *list = nullptr;
-    EXPECT_EQ(Printed([&] { list = ScGetNodeList(b.scene(), model, output, 0, rotation); }), printed);
+    EXPECT_EQ(Printed([&] { EXPECT_TRUE(ScGetNodeList(b.scene(), model, output, 0, rotation, &list).ok()); }),
+              printed);
     return list;
   }
   // The list holds these names, in the tree `parents` (list positions, -1 for
@@ -153,9 +154,49 @@ TEST_F(NodeListTest, PlainWalkOrderDepthsLinksAndInfobits) {
   };
   for (const auto &c : cases) EXPECT_EQ(Make(0, 0, c.scene)->infobits, c.infobits) << c.name;
   EXPECT_NE(Make(0, kVertexColor, nullptr, "\n##### Warning : Can't find vertex color data.\n"), nullptr);
+}
+
+// The failures come back as statuses with their messages; the two stops are
+// left for the driver to print, the too-deep hierarchy is reported here.
+TEST_F(NodeListTest, FailuresComeBackAsStatuses) {
+  using Code = VKStatusCode;
+  const struct {
+    const char *name;
+    Scene scene;
+    uint32_t model, output;
+    Code code;
+    std::string message, printed;
+  } cases[] = {
+      {"-GM releases the root", [](SceneBuilder &b) { b.Add("c", b.Add("r", nullptr, true), true); }, 0,
+       kGlobalFreeze | kBuildMap, Code::kBadModel, "Error : Bad Model pointer\n", "[GLOBAL FREEZE] [BUILD MAP] "},
+      {"no root", [](SceneBuilder &b) { b.scene(); }, 0, 0, Code::kBadModel, "Error : Bad Model pointer\n", ""},
+      {"mesh-bearing without a mesh", [](SceneBuilder &b) { b.Add("r", nullptr, true)->mesh = nullptr; }, 0, 0,
+       Code::kBadMesh, "Error : Bad Mesh Pointer\n", ""},
+      {"... also in the bone walk",
+       [](SceneBuilder &b) { b.Add("c", b.Add("bone", b.Add("r", nullptr, true), false), true)->mesh = nullptr; },
+       kRemoveBones, 0, Code::kBadMesh, "Error : Bad Mesh Pointer\n", "[REMOVE BONES] "},
+      {"deeper than the bone removal takes",
+       [](SceneBuilder &b) {
+         ScModel *parent = b.Add("bone0", nullptr, false);
+         for (int i = 1; i <= kScMaxAncestors; i++) parent = b.Add("bone", parent, false);
+         b.Add("deep", parent, true);
+       },
+       kRemoveBones, 0, Code::kTooDeep, "Error : Too deep hierarchy (129 levels) : deep\n",
+       "[REMOVE BONES] \n##### Error : Too deep hierarchy (129 levels) : deep\n"},
+  };
   const float rotation[3] = {0, 0, 0};
-  EXPECT_EXIT(ScGetNodeList(b.scene(), 0, kGlobalFreeze | kBuildMap, 0, rotation), ::testing::ExitedWithCode(0),
-              "^\\[GLOBAL FREEZE\\] \\[BUILD MAP\\] \n##### Error : Bad Model pointer\n$");
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    ptest::FreshAllocator(), b = SceneBuilder(), c.scene(b);
+    ScNodeList stale{};
+    ScNodeList *list = &stale;  // must be cleared
+    VKStatus status;
+    EXPECT_EQ(Printed([&] { status = ScGetNodeList(b.scene(), c.model, c.output, 0, rotation, &list); }), c.printed);
+    EXPECT_EQ(status.code, c.code);
+    EXPECT_EQ(status.message, c.message);
+    EXPECT_EQ(status.reported, c.code == Code::kTooDeep);
+    EXPECT_EQ(list, nullptr);
+  }
 }
 
 TEST_F(NodeListTest, NodeMatricesAndBoxesFollowTheTransforms) {

@@ -69,7 +69,7 @@ struct Outcome {
 // Strips a mesh's polygons (chained through listNext), with the literal
 // sorts when asked, and decodes the strips: the chains must hold, draw every
 // non-degenerate triangle once as wound, and add up to the statistics.
-Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0, bool literal = false) {
+Outcome Strip(ScMesh *mesh, uint32_t bits = vkopt::kStripOn, uint32_t output = 0, bool literal = false) {
   Outcome o{0, {}, {}, {}};
   VKInitStripOptions(&o.options, bits, output);
   if (literal) o.options.edgeOrder = LiteralEdgeOrder, o.options.triangleOrder = LiteralTriangleOrder;
@@ -114,7 +114,7 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = kStripBitStrips, uint32_t output = 0
 }
 
 TEST(Strips, HandWorkedMeshes) {
-  const uint32_t kStrips = kStripBitStrips, kSquare = kStripBitSquare;
+  const uint32_t kStrips = vkopt::kStripOn, kSquare = vkopt::kStripSquare;
   const std::vector<uint16_t> joined = {0x8001, 0xE002}, apart = {0xE400, 0xE400};
   const Polygons one = {{3, 0, 2, 1}}, two = {{0, 1, 2}, {0, 2, 3}};
   // Wanted strip states (used, first, left, single, excluded, corner), strips
@@ -179,7 +179,7 @@ TEST(Strips, DriverStripsEveryGroupAndPrintsTheStatistics) {
   c->mesh = Quad();
   a->hasMesh = c->hasMesh = 1;
   ptest::HandList hand({a, ScModelAlloc("b"), c});
-  hand.list.stripbits = kStripBitStrips;
+  hand.list.stripbits = vkopt::kStripOn;
   VKOptimizeInfo *info = VKGetOptimizeInfo(&hand.list, 0x40000001);
   ASSERT_NE(info, nullptr);
   int strips = 0;
@@ -187,6 +187,8 @@ TEST(Strips, DriverStripsEveryGroupAndPrintsTheStatistics) {
             "[STRIP] polygon_total_n 6\npolygon_vertex_sum 18\nstrip_total_n 3\nstrip_vertex_sum 12\n");
   EXPECT_EQ(strips, 3);
   VKFreeOptimizeInfo(info);
+  EXPECT_EQ(ptest::Printed([] { PrintStripStatistics(18, 54, 14, 46); }),
+            "polygon_total_n 18\npolygon_vertex_sum 54\nstrip_total_n 14\nstrip_vertex_sum 46\n");
 }
 
 TEST(StripOrder, EdgeAndTriangleOrdersMatchTheExchangeSortsWithHeavyTies) {
@@ -215,7 +217,7 @@ void CheckPair(Make make, uint32_t bits, const std::string &what) {
   ScMesh *fm = make(), *lm = make();
   ASSERT_TRUE(fm && lm);
   Outcome fast = Strip(fm, bits), literal = Strip(lm, bits, 0, true);
-  for (const auto &w : fast.drawn) EXPECT_TRUE(bits != kStripBitSquare || w.size() <= 4u);
+  for (const auto &w : fast.drawn) EXPECT_TRUE(bits != vkopt::kStripSquare || w.size() <= 4u);
   EXPECT_EQ(fast.warnings, literal.warnings);
   EXPECT_EQ(fast.options.stripVertexSum, literal.options.stripVertexSum);
   auto fields = [](const ScMesh *m) {
@@ -233,7 +235,7 @@ ScMesh *SampleMesh(int i) {
   ScNodeList *list = nullptr;
   const float rotation[3] = {0, 0, 0};
   ptest::Printed([&] {
-    list = ScGetNodeList(ReadBasicModel(VK_SOURCE_DIR "/examples/sample.vka"), 0x00300000, 0, 0, rotation);
+    ScGetNodeList(ReadBasicModel(VK_SOURCE_DIR "/examples/sample.vka"), 0x00300000, 0, 0, rotation, &list);
   });
   ScMesh *m = list && i < list->node_n ? list->slist[i]->model->mesh : nullptr;
   for (int p = 0; m && p + 1 < m->nbPolygon; p++) m->polygons[p].listNext = &m->polygons[p + 1];
@@ -242,7 +244,7 @@ ScMesh *SampleMesh(int i) {
 
 TEST(StripProperty, SampleGridsAndSoupsStripEveryTriangleOnceLikeTheExchangeSorts) {
   ptest::FreshAllocator();
-  for (uint32_t bits : {kStripBitStrips, kStripBitSquare}) {
+  for (uint32_t bits : {vkopt::kStripOn, vkopt::kStripSquare}) {
     EXPECT_EQ(SampleMesh(3), nullptr);  // body and wheels have meshes, the antenna none
     for (int i = 0; i < 3; i++) CheckPair([i] { return SampleMesh(i); }, bits, "sample " + std::to_string(i));
     for (auto [w, h] : {std::pair{1, 1}, {2, 3}, {7, 5}, {16, 16}}) CheckPair([=] { return Grid(w, h); }, bits, "grid");

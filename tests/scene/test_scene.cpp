@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "scene/memory.h"
 #include "scene/records.h"
 #include "support/test_support.h"
@@ -38,6 +38,21 @@ TEST_F(SceneTest, SecondPageOpensAtBlock4097AndDropsOnRelease) {
   EXPECT_EQ(ScMallocGetStats().pageCount, 1);
   EXPECT_EQ(ScMallocGetStats().used, 4096);
   EXPECT_EQ(ScMallocGetStats().blocks, 4096);
+}
+
+// An allocation the system refuses throws the allocator's stop with its tag,
+// leaving the table as it was.
+TEST_F(SceneTest, RefusedAllocationThrowsItsStop) {
+  void *kept = ScMalloc(8, "t");
+  try {
+    ScMalloc(static_cast<size_t>(-1) / 2, "nodes(ScGetNodeList)");
+    ADD_FAILURE() << "no throw";
+  } catch (const VKOutOfMemory &failure) {
+    EXPECT_STREQ(failure.what(), "Error: Can't malloc nodes(ScGetNodeList)\n");
+    EXPECT_EQ(failure.status().code, VKStatusCode::kOutOfMemory);
+  }
+  EXPECT_EQ(ScMallocGetStats().blocks, 1);
+  EXPECT_EQ(ScMallocBlockAt(0), kept);
 }
 
 // The literal table: one unbroken run of references, released by a linear
@@ -123,10 +138,11 @@ TEST(PagedPool, WriterTwinZeroFillsEveryBuffer) {
 TEST(BufferChain, ThreePiecesWithTenUsedBytesWrite8202Bytes) {
   vktest::ScratchDir dir;
   BufferChain chain{};
-  BufferInit(&chain);
+  ASSERT_TRUE(BufferInit(&chain).ok());
   std::memset(chain.first->data, 'a', 4096);
-  BufferAddPiece(&chain);
-  BufferAddPiece(&chain)->data[9] = 'z';
+  ASSERT_TRUE(BufferAddPiece(&chain).ok());
+  ASSERT_TRUE(BufferAddPiece(&chain).ok());
+  chain.current->data[9] = 'z';
   chain.used = 10;
   EXPECT_EQ(chain.current->offset, 8192);
   EXPECT_EQ(BufferSize(&chain), 8202);

@@ -1,0 +1,120 @@
+// The console printers, status values and the out-of-memory stop, the
+// file-name utilities and the packers, against hand-worked texts and words.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "base/console.h"
+#include "base/file_names.h"
+#include "base/packers.h"
+#include "base/status.h"
+#include "support/console_capture.h"
+
+namespace {
+
+using vktest::Capture;
+
+TEST(Console, EachPrinterWritesToItsStreamWithItsDecoration) {
+  Capture message(MessageStream, SetMessageStream), info(InfoStream, SetInfoStream),
+      error(ErrorStream, SetErrorStream), warning(WarningStream, SetWarningStream), note(NoteStream, SetNoteStream);
+  PrintMessage("[INPUT BASIC]");
+  PrintInfo("[GLOBAL INDEX BASE] %d ", 100);
+  PrintError("Error : Bad %s\n", "thing");
+  PrintWarning("Warning : %d\n", 7);
+  PrintNote("Error: Can't create backup file.\n");
+  SetInfoStream(nullptr);  // silent while the others still print
+  PrintInfo("[GLOBAL INDEX BASE] %d ", 5);
+  PrintWarning("Warning : still here\n");
+  EXPECT_EQ(message.Text(), "[INPUT BASIC]");
+  EXPECT_EQ(info.Text(), "[GLOBAL INDEX BASE] 100 ");
+  EXPECT_EQ(error.Text(), "\n##### Error : Bad thing\n");
+  EXPECT_EQ(warning.Text(), "\n##### Warning : 7\n\n##### Warning : still here\n");
+  EXPECT_EQ(note.Text(), "Error: Can't create backup file.\n");
+}
+
+// A stop is printed once: by whoever reports it, or by the driver through
+// VKPrintStop; an allocator's stop travels as VKOutOfMemory.
+TEST(Status, StopsArePrintedOnceWithTheirDecoration) {
+  Capture error(ErrorStream, SetErrorStream);
+  ::testing::internal::CaptureStderr();
+  const VKStatus reported = VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", "x.tmp~");
+  const VKStatus pending = VKStopStatus(VKStatusCode::kBadModel, "Error : Bad Model pointer\n");
+  VKOutOfMemory plain(true, "Error : pool %s\n", "tag");
+  const std::bad_alloc &thrown = VKOutOfMemory(false, "Error : Can't malloc %s\n", "nodes(ScGetNodeList)");
+  EXPECT_STREQ(thrown.what(), "Error : Can't malloc nodes(ScGetNodeList)\n");
+  EXPECT_EQ(error.Text(), "\n##### Error : Can't open file x.tmp~\n");  // printed when made
+  VKPrintStop(reported);
+  VKPrintStop(VKStatus{});
+  VKPrintStop(pending);
+  VKPrintStop(VKOutOfMemory(false, "Error : Can't malloc %s\n", "nodes(ScGetNodeList)").status());
+  VKPrintStop(plain.status());
+  EXPECT_EQ(error.Text(), "\n##### Error : Can't open file x.tmp~\n\n##### Error : Bad Model pointer\n"
+                          "\n##### Error : Can't malloc nodes(ScGetNodeList)\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Error : pool tag\n");
+  EXPECT_TRUE(reported.reported && !pending.reported && VKStatus{}.ok() && !pending.ok());
+  EXPECT_EQ(pending.code, VKStatusCode::kBadModel);
+  EXPECT_EQ(plain.status().code, VKStatusCode::kOutOfMemory);
+}
+
+// Each name sits in a name buffer followed by guard bytes that must survive;
+// names filling the buffer get a cut suffix.
+TEST(FileNames, SuffixOperations) {
+  const std::string a253(253, 'a');
+  const struct {
+    std::string name, suffix, replaced;  // ReplaceSuffix, and CheckSuffix too
+    bool warns;                          // CheckSuffix
+    std::string stripped;                // StripSuffix
+  } cases[] = {
+      {"model.vka", ".vka", "model.vka", false, "model"}, {"model.txt", ".vka", "model.vka", true, "model"},
+      {"model", ".vka", "model.vka", false, "model"},     {"a.b.c", ".vk", "a.b.vk", true, "a.b"},
+      {"model.VKA", ".vka", "model.vka", true, "model"},  {"model.vka", ".vk", "model.vk", true, "model"},
+      {"model.", ".vka", "model.vka", true, "model"},     {"dir.x/model", ".vka", "dir.vka", true, "dir"},
+      {a253 + "aa", ".vka", a253 + "aa", false, a253 + "aa"}, {a253, ".vka", a253 + ".v", false, a253},
+      {a253 + ".x", ".vka", a253 + ".v", true, a253},        {a253 + "a.", ".vka", a253 + "a.", true, a253 + "a"},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    for (int op = 0; op < 3; ++op) {  // ReplaceSuffix, CheckSuffix, StripSuffix
+      char name[kNameSize + 8];
+      std::memset(name, '#', sizeof name);
+      std::strcpy(name, c.name.c_str());
+      ::testing::internal::CaptureStderr();
+      if (op == 0) ReplaceSuffix(name, c.suffix.c_str());
+      if (op == 1) CheckSuffix(name, c.suffix.c_str());
+      if (op == 2) StripSuffix(name);
+      EXPECT_EQ(::testing::internal::GetCapturedStderr(), op == 1 && c.warns ? "Warning : Mismatch suffix\n" : "");
+      EXPECT_EQ(name, op == 2 ? c.stripped : c.replaced);
+      EXPECT_EQ(std::string(name + kNameSize, 8), std::string(8, '#'));
+    }
+  }
+}
+
+TEST(FileNames, BaseNameSplitsAtBothSeparators) {
+  const char *cases[][2] = {{"ship.vka", "ship.vka"}, {"models/ship.vka", "ship.vka"},
+                            {"c:\\art\\ship.vka", "ship.vka"}, {"a\\b/c\\ship", "ship"}, {"dir/", ""}, {"", ""}};
+  for (const auto &c : cases) EXPECT_STREQ(BaseName(c[0]), c[1]) << c[0];
+}
+
+TEST(Packers, WordsWorkedOutByHand) {
+  // NORM32: -1.0 is -511 in 10-bit two's complement.
+  EXPECT_EQ(VKPackNORM32(-1.0f, -1.0f, -1.0f), 0x201u << 20 | 0x201u << 10 | 0x201u);
+  EXPECT_EQ(VKPackNORM32(1.0f, 0.0f, 0.5f), 0x1FFu << 20 | 0u << 10 | 255u);
+  EXPECT_EQ(VKNorm10(-0.5f), (-255) & 0x3FF);
+  EXPECT_EQ(VKPackNorm32Fields(0x201, 0x1FF, 0x001), 0x2017FC01u);
+  EXPECT_EQ(VKPackARGB8888(0x80, 0x10, 0x20, 0x30), 0x80102030u);
+  EXPECT_EQ(VKPackARGB8888(-1, 0x1FF, 0, 1), 0xFFFF0001u);
+  // Diffuse orange (255, 128, 64), specular (8, 4, 2).
+  EXPECT_EQ(VKPackD565S565(VKChannel5(255), VKChannel6(128), VKChannel5(64), VKChannel5(8), VKChannel6(4),
+                           VKChannel5(2)),
+            0xFC080820u);
+  // Diffuse (a 255, r 128, g 64, b 16) as 4-4-4-4, specular white.
+  EXPECT_EQ(VKPackD4444S565(VKChannel4(255), VKChannel4(128), VKChannel4(64), VKChannel4(16), VKChannel5(255),
+                            VKChannel6(255), VKChannel5(255)),
+            0xF841FFFFu);
+  // Intensities: white is 32640, pure red trunc(0.299 x 255 x 128) = 9759.
+  EXPECT_EQ(VKPackD16S16(VKIntensity(255, 255, 255), VKIntensity(255, 0, 0)), 0x7F80261Fu);
+}
+
+}  // namespace
