@@ -173,7 +173,7 @@ void FixSize(WriterState &state, long sizePosition) {
 // The POF0 chunk: the distance of each pointer field from the previous one
 // (from the base for the first), in words, as 1, 2 or 4 big-endian bytes.
 void WritePointerChunk(WriterState &state) {
-  ImageWriteLE(state, 0x30464F50u, 4);  // "POF0" in reading order
+  WriteBigEndian(state, kVKChunkPOF0, 4);
   long sizePosition = state.byteCount;
   ImageWriteLE(state, 0, 4);
   long previous = state.base;

@@ -19,6 +19,17 @@ struct GlobalIndexBlock {
   int32_t counter;
 };
 
+// Suffixes of the files a model writer writes: one model file, or with
+// -septex a model data file and a texture-list file (ASCII keeps the output
+// name's own suffix for the single file).
+struct VKModelSuffixes {
+  const char *model;    // null: the output name as it is
+  const char *data;
+  const char *texList;
+};
+constexpr VKModelSuffixes kVKAsciiSuffixes{nullptr, ".vad", ".vat"};
+constexpr VKModelSuffixes kVKBinarySuffixes{".vk", ".vkd", ".vkt"};
+
 // What the driver hands a model writer for one run.
 struct VKWriteRequest {
   ScNodeList *nodeList;

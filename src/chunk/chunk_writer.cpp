@@ -11,6 +11,7 @@
 #include "base/file_names.h"
 #include "base/flags.h"
 #include "base/numbers.h"
+#include "base/version.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/emit.h"
@@ -24,8 +25,6 @@
 
 namespace {
 
-constexpr const char *kVersion = "0.86";
-constexpr const char *kVersionSuffix = "alpha1";
 
 struct SourceTag {
   int32_t kind;
@@ -78,7 +77,7 @@ void WriteHeader(const VKWriteInfo *info) {
     kind = "VAD";
     format = "VorkaAsciiModel";
   }
-  VKPrintAscii(w, "/* %s %s%s %s %s */\n", kind, kVersion, kVersionSuffix, format, SourceTagOf(info->sourceKind));
+  VKPrintAscii(w, "/* %s %s%s %s %s */\n", kind, kVKVersion, kVKVersionSuffix, format, SourceTagOf(info->sourceKind));
   VKPrintAscii(w, "\n");
   const ScNodeList *list = info->nodeList;
   if ((info->flags & vkflag::kObjectSection) && list->node_n > 0)
@@ -301,7 +300,8 @@ VKStatus WriteFiles(VKWriteInfo *info) {
   VKWriter &w = *info->writer;
   const bool separate = (info->nodeList->optionbits2 & vkopt::kOutSeparateTexList) != 0;
   const bool binary = (info->flags & vkflag::kBinary) != 0;
-  const char *dataSuffix = separate ? (binary ? ".vkd" : ".vad") : (binary ? ".vk" : nullptr);
+  const VKModelSuffixes &suffixes = binary ? kVKBinarySuffixes : kVKAsciiSuffixes;
+  const char *dataSuffix = separate ? suffixes.data : suffixes.model;
   if (VKStatus status = OpenOutput(info, dataSuffix); !status.ok()) return status;
   const uint32_t saved = info->flags;
   if (separate) info->flags &= ~vkflag::kTexListSection;
@@ -319,7 +319,7 @@ VKStatus WriteFiles(VKWriteInfo *info) {
     PrintInfo("[There is no texture]");
     return VKStatus{};
   }
-  if (VKStatus status = OpenOutput(info, binary ? ".vkt" : ".vat"); !status.ok()) return status;
+  if (VKStatus status = OpenOutput(info, suffixes.texList); !status.ok()) return status;
   info->flags &= ~vkflag::kObjectSection;
   WriteHeader(info);
   if (ShowsTextureList(info)) WriteTextureListSection(info);

@@ -115,8 +115,9 @@ constexpr int VKStripChunkSize(int triangles, int strips, int userWords, int wor
 constexpr int VKEvenSize(int size) { return size + (size & 1); }
 // The count word of strip and volume chunks: user words per triangle (0-3) in
 // bits 14-15, count in bits 0-13.
+constexpr int kVKMaxChunkCount = 0x3FFF;
 constexpr uint16_t VKCountWord(int userWords, int count) {
-  return static_cast<uint16_t>((userWords & 3) << 14 | (count & 0x3FFF));
+  return static_cast<uint16_t>((userWords & 3) << 14 | (count & kVKMaxChunkCount));
 }
 
 // ---- Flags ------------------------------------------------------------------------

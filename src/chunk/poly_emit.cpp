@@ -187,7 +187,7 @@ void WritePolygonChunks(VKWriter &w, int id, const StripFormat &format,
                         const std::vector<VKVolumePolygon> &polygons) {
   const int corners = id == CnkO_P4 ? 4 : 3;
   const int perPolygon = corners + format.userWords;
-  const int maxCount = std::min(0x3FFF, (kMaxChunkSize - 1) / perPolygon);
+  const int maxCount = std::min(kVKMaxChunkCount, (kMaxChunkSize - 1) / perPolygon);
   for (size_t first = 0; first < polygons.size(); first += maxCount) {
     const int count = static_cast<int>(std::min<size_t>(maxCount, polygons.size() - first));
     const int natural = count * perPolygon + 1;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "chunk/emit.h"
+#include "chunk/encoding.h"
 
 struct ScPolygon;
 
@@ -47,7 +48,7 @@ struct VKStripRun {
   int size;
 };
 std::vector<VKStripRun> VKSplitStripChunks(const VKStripSet &set, int words, int userWords,
-                                           int maxSize = kMaxChunkSize, int maxCount = 0x3FFF);
+                                           int maxSize = kMaxChunkSize, int maxCount = kVKMaxChunkCount);
 
 // A volume polygon: its corners' vertex indices and the polygon whose user
 // words follow it.

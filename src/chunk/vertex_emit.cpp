@@ -116,7 +116,7 @@ void VKWriteVertexChunks(const VKWriteInfo *info, const ScMesh *mesh) {
   const float scale = info->globalScale;
   // One chunk normally; more when the 16-bit size would overflow, each
   // carrying the index offset of its first vertex.
-  const int perChunk = (0xFFFF - 1) / words;
+  const int perChunk = kMaxChunkSize / words;
   int first = 0;
   do {
     const int n = count - first < perChunk ? count - first : perChunk;

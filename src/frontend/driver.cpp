@@ -12,6 +12,7 @@
 #include "base/file_names.h"
 #include "base/flags.h"
 #include "base/status.h"
+#include "base/version.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
 #include "frontend/options.h"
@@ -22,8 +23,6 @@
 
 namespace {
 
-constexpr const char *kAppVersion = "0.86";
-constexpr const char *kAppSuffix = "alpha1";
 
 constexpr const char *kNotice = "vkconv model converter";
 constexpr const char *kBannerPurpose = "Convert vka to vka, vk.";
@@ -32,9 +31,7 @@ constexpr const char *kStars = "************************************************
 constexpr const char *kStarSpaces = "*                                                      ";
 
 constexpr const char *kInputSuffix = ".vka";
-constexpr const char *kBinarySuffix = ".vk";
 constexpr const char *kBackupSuffix = ".bk";
-constexpr const char *kSeparateDataSuffix = ".vad";  // model data beside a separate texture list
 
 // ---- Input-kind test ----------------------------------------------------------
 
@@ -144,10 +141,10 @@ bool MakeBackup(ConvertOptions *options) {
 // where the input stood, so a failed run does not leave the model only under
 // its backup name.
 void RestoreBackupIfNoOutput(const ConvertOptions &options) {
-  // With a separate texture list the model data goes under ".vad" instead.
+  // With a separate texture list the model data goes under its own suffix.
   char written[kNameSize];
   CopyName(written, options.outputName);
-  if (options.outputFlags & vkopt::kOutSeparateTexList) ReplaceSuffix(written, kSeparateDataSuffix);
+  if (options.outputFlags & vkopt::kOutSeparateTexList) ReplaceSuffix(written, kVKAsciiSuffixes.data);
   if (FileExists(written)) return;
   if (std::rename(options.inputName, options.outputName) != 0) {
     PrintNote("Error: Can't restore %s from its backup %s\n", options.outputName, options.inputName);
@@ -296,7 +293,7 @@ InputKind GetInputKind(const char *fileName) {
 
 void PrintUsage(const char *command) {
   PrintMessage("Usage:\n");
-  PrintMessage("Version %s%s\n\n", kAppVersion, kAppSuffix);
+  PrintMessage("Version %s%s\n\n", kVKVersion, kVKVersionSuffix);
   PrintMessage("%s <vkafile> \n", command);
   PrintMessage("    vkafile: %s\n", kInputSuffix);
   PrintMessage("\n");
@@ -361,7 +358,7 @@ void PrintBanner(const char *command) {
   std::fprintf(stderr, "%s\n", kStarSpaces);
   std::fprintf(stderr, "*   --  %s\n", kBannerPurpose);
   std::fprintf(stderr, "%s\n", kStarSpaces);
-  std::fprintf(stderr, "* VERSION: %s%s\n", kAppVersion, kAppSuffix);
+  std::fprintf(stderr, "* VERSION: %s%s\n", kVKVersion, kVKVersionSuffix);
   std::fprintf(stderr, "%s\n", kStarSpaces);
   std::fprintf(stderr, "* DATE: %s\n", kBannerDate);
   std::fprintf(stderr, "%s\n", kStars);
