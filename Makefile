@@ -1,19 +1,27 @@
-# Entry points: `make demo` converts the bundled sample, `make test` builds and
-# runs every test. Both install the build dependencies when they are missing.
+# Entry points: `make demo` builds vkconv and converts the bundled sample,
+# `make test` builds and runs every test. Both install the build dependencies
+# when they are missing.
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
-.PHONY: all deps configure build demo test sanitize bench clean
+.PHONY: all deps demo-deps configure build program demo test sanitize bench clean
 
 all: build
 
-deps:
-	@if ! command -v cmake >/dev/null || ! command -v g++ >/dev/null \
-	    || [ ! -f /usr/include/gtest/gtest.h ] || [ ! -f /usr/include/benchmark/benchmark.h ]; then \
+# The program needs g++ and CMake only; the tests and benchmarks also need
+# GoogleTest and Google Benchmark.
+demo-deps:
+	@if ! command -v cmake >/dev/null || ! command -v g++ >/dev/null; then \
 	  echo "Installing build dependencies"; \
-	  apt-get update && apt-get install -y g++ cmake make libgtest-dev libbenchmark-dev; \
+	  apt-get update && apt-get install -y g++ cmake make; \
+	fi
+
+deps: demo-deps
+	@if [ ! -f /usr/include/gtest/gtest.h ] || [ ! -f /usr/include/benchmark/benchmark.h ]; then \
+	  echo "Installing test dependencies"; \
+	  apt-get update && apt-get install -y libgtest-dev libbenchmark-dev; \
 	fi
 
 configure: deps
@@ -22,19 +30,26 @@ configure: deps
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
+# The program alone: no test suite or benchmark is compiled.
+program: demo-deps
+	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS) --target vkconv
+
 # Converts a copy of the sample model in $(BUILD)/demo and shows the result.
-demo: build
+demo: program
 	rm -rf $(BUILD)/demo && mkdir -p $(BUILD)/demo && cp examples/* $(BUILD)/demo/
 	cd $(BUILD)/demo && ../vkconv sample.vka
 	@echo
 	@cd $(BUILD)/demo && ls -l && if [ -f sample.vka.bk ]; then echo "--- sample.vka (converted) ---"; head -n 40 sample.vka; fi
+	@echo
+	@echo "The program is $(CURDIR)/$(BUILD)/vkconv (run it without arguments for its usage)."
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The test suites once more under the address and undefined-behaviour sanitizers.
 sanitize: deps
-	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DVK_SANITIZE=ON -DVK_BENCH=OFF
+	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DVK_SANITIZE=ON -DVK_BENCH=OFF $(SANITIZE_FLAGS)
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 

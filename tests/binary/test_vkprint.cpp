@@ -178,7 +178,7 @@ TEST(VKPrint, PointerResolutionMatchesTheLiteralScan) {
     std::string payload;
     for (int i = 0, count = static_cast<int>(random() % 60); i < count; i++) {
       const int kind = static_cast<int>(random() % 3);  // 0 label, 1 pointer, 2 value
-      Named item{"n" + std::to_string(random() % names), static_cast<long>(payload.size())};
+      Named item{std::string("n").append(std::to_string(random() % names)), static_cast<long>(payload.size())};
       if (kind == 1 && random() % 8 == 0) item.name = "NULL";
       kinds.push_back(kind);
       items.push_back(item);

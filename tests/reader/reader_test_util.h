@@ -88,7 +88,7 @@ inline void Describe(const ScModel *node, int depth, const ScModel *parent, std:
                          mesh->nbTriangle, mesh->nbQuad);
       std::string v;
       for (const ScVertex *x = mesh->vertices; x < mesh->vertices + mesh->nbVertex; x++) {
-        v += " " + Floats(x->pos, 3) + "/" + Floats(x->normal, 3);
+        v.append(" ").append(Floats(x->pos, 3)).append("/").append(Floats(x->normal, 3));
       }
       if (!v.empty()) out += in + " v" + v + "\n";
       for (const ScPolygon *p = mesh->polygons; p < mesh->polygons + mesh->nbPolygon; p++) {

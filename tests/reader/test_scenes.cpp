@@ -220,7 +220,7 @@ TEST(NameIndexTest, MatchesTheLiteralSearches) {
   for (int round = 0; round < 200; round++) {
     std::vector<std::string> names(random() % 60);
     const unsigned distinct = 1 + random() % 8;  // few names: many duplicates
-    for (std::string &name : names) name = "n" + std::to_string(random() % distinct);
+    for (std::string &name : names) name = std::string("n").append(std::to_string(random() % distinct));
     vkreader::NameIndex index;
     for (size_t i = 0; i < names.size(); i++) index.Add(names[i], static_cast<int32_t>(i));
     for (unsigned probe = 0; probe <= distinct; probe++) {  // the last name is absent
