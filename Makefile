@@ -42,7 +42,7 @@ demo: program
 	@echo
 	@cd $(BUILD)/demo && ls -l && if [ -f sample.vka.bk ]; then echo "--- sample.vka (converted) ---"; head -n 40 sample.vka; fi
 	@echo
-	@echo "The program is $(CURDIR)/$(BUILD)/vkconv (run it without arguments for its usage)."
+	@echo "The program is $(abspath $(BUILD))/vkconv (run it without arguments for its usage)."
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
