@@ -10,9 +10,6 @@
 namespace vkstrip {
 namespace {
 
-constexpr uint16_t kMarkFirst = 0x1000;
-constexpr uint16_t kMarkSecond = 0x0800;
-
 struct Edge {
   int32_t a, b;
 };
@@ -177,8 +174,8 @@ void Finish(ChainEntry *chain, const Attempt &strip, VKStripOptions *options) {
 
 int32_t GrowStrips(ChainEntry *chain, int32_t n, const int32_t *order, bool square, VKStripOptions *options) {
   const int32_t side = std::min(n, kStripSideLimit);
-  Attempt first(side, kMarkFirst);
-  Attempt second(side, kMarkSecond);
+  Attempt first(side, kStripMarkFirst);
+  Attempt second(side, kStripMarkSecond);
   int32_t strips = 0;
   for (int32_t k = 0; k < n; ++k) {
     const int32_t seed = order[k];

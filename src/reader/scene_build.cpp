@@ -26,7 +26,6 @@ constexpr uint16_t kTriangles = 0x0000;
 constexpr uint16_t kQuads = 0x4000;
 constexpr uint16_t kStrips = 0xC000;
 constexpr uint16_t kMaterialMask = 0x3FFF;
-constexpr uint32_t kTexturedBit = vkattr::kTextured;
 
 struct EvalTag {
   uint32_t bit;
@@ -282,9 +281,9 @@ class SceneBuilder {
     }
     for (int i = 0; i < m.nbMat; i++) {
       const BasicMaterial &mat = ctx_.materials[static_cast<size_t>(m.mats + i)];
-      const uint32_t flags = ctx_.hasTexList ? mat.attrFlags : (mat.attrFlags & ~kTexturedBit);
+      const uint32_t flags = ctx_.hasTexList ? mat.attrFlags : (mat.attrFlags & ~vkattr::kTextured);
       const uint32_t texId = mat.attrTexId & 0x3FFFFFFFu;
-      if ((flags & kTexturedBit) && texId >= ctx_.textures.size()) {
+      if ((flags & vkattr::kTextured) && texId >= ctx_.textures.size()) {
         std::fprintf(stderr, "Error : %s : Line %d : texture id %u is not below the %d texture entries (MODEL %s)\n",
                      file, mat.texIdLine, texId, static_cast<int>(ctx_.textures.size()), model);
         return false;
@@ -453,8 +452,8 @@ class SceneBuilder {
       out->specularPower = SpecularPower(mat.exponent);
       ColourFloats(mat.diffuse, out->diffuse);
       ColourFloats(mat.specular, out->specular);
-      const uint32_t flags = ctx_.hasTexList ? mat.attrFlags : (mat.attrFlags & ~kTexturedBit);
-      if (!(flags & kTexturedBit)) continue;
+      const uint32_t flags = ctx_.hasTexList ? mat.attrFlags : (mat.attrFlags & ~vkattr::kTextured);
+      if (!(flags & vkattr::kTextured)) continue;
       const BasicTexName &tex = ctx_.textures[mat.attrTexId & 0x3FFFFFFFu];
       out->nbTexture = 1;
       out->textures = ScTextureAlloc(1);
