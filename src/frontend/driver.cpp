@@ -23,7 +23,6 @@
 
 namespace {
 
-
 constexpr const char *kNotice = "vkconv model converter";
 constexpr const char *kBannerPurpose = "Convert vka to vka, vk.";
 constexpr const char *kBannerDate = "98/08/06";
