@@ -247,7 +247,8 @@ TEST(StripProperty, SampleGridsAndSoupsStripEveryTriangleOnceLikeTheExchangeSort
   for (uint32_t bits : {vkopt::kStripOn, vkopt::kStripSquare}) {
     EXPECT_EQ(SampleMesh(3), nullptr);  // body and wheels have meshes, the antenna none
     for (int i = 0; i < 3; i++) CheckPair([i] { return SampleMesh(i); }, bits, "sample " + std::to_string(i));
-    for (auto [w, h] : {std::pair{1, 1}, {2, 3}, {7, 5}, {16, 16}}) CheckPair([=] { return Grid(w, h); }, bits, "grid");
+    for (std::pair<int, int> size : {std::pair{1, 1}, {2, 3}, {7, 5}, {16, 16}})
+      CheckPair([size] { return Grid(size.first, size.second); }, bits, "grid");
     for (unsigned seed = 0; seed < 50; ++seed)
       CheckPair([=] { return Soup(seed); }, bits, "soup " + std::to_string(seed));
   }
