@@ -86,6 +86,25 @@ inline void Put32(std::vector<uint8_t> &out, uint32_t value) {
 inline void PutName(std::vector<uint8_t> &out, const char (&name)[4]) {
   out.insert(out.end(), name, name + 4);
 }
+// The global-index chunk: "GBIX", length 8, the index, then four blanks (four
+// zero bytes in files of the palettized encoder).
+inline void PutGlobalIndexChunk(std::vector<uint8_t> &out, uint32_t index, bool zeroTail) {
+  PutName(out, kGBIX);
+  Put32(out, 8);
+  Put32(out, index);
+  Put32(out, zeroTail ? 0u : 0x20202020u);
+}
+// The head of the texture-data chunk: "PVRT", data size + 8, the category
+// word, width and height of level 0.
+inline void PutTextureHead(std::vector<uint8_t> &out, uint32_t dataSize, uint32_t category,
+                           uint32_t width, uint32_t height) {
+  PutName(out, kPVRT);
+  Put32(out, dataSize + 8);
+  Put32(out, category);
+  Put16(out, width);
+  Put16(out, height);
+}
+
 inline uint32_t Get16(const uint8_t *p) { return p[0] | static_cast<uint32_t>(p[1]) << 8; }
 inline uint32_t Get32(const uint8_t *p) { return Get16(p) | Get16(p + 2) << 16; }
 
