@@ -18,6 +18,7 @@ constexpr uint8_t kTypePal4Mip = 0x06;
 constexpr uint8_t kTypePal8 = 0x07;
 constexpr uint8_t kTypePal8Mip = 0x08;
 constexpr uint8_t kTypeRectangle = 0x09;
+constexpr uint8_t kTypeRectangleMip = 0x0A;  // only read, never written
 constexpr uint8_t kTypeStride = 0x0B;
 constexpr uint8_t kTypeStrideMip = 0x0C;
 constexpr uint8_t kTypeTwiddledNonSquare = 0x0D;
@@ -83,8 +84,10 @@ inline void Put32(std::vector<uint8_t> &out, uint32_t value) {
   Put16(out, value & 0xFFFF);
   Put16(out, value >> 16);
 }
+// (Byte by byte: g++ 12 mistakes a 4-byte range insert into an empty vector
+// for an overflow.)
 inline void PutName(std::vector<uint8_t> &out, const char (&name)[4]) {
-  out.insert(out.end(), name, name + 4);
+  for (char c : name) out.push_back(static_cast<uint8_t>(c));
 }
 // The global-index chunk: "GBIX", length 8, the index, then four blanks (four
 // zero bytes in files of the palettized encoder).
