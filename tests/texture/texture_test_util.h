@@ -14,6 +14,7 @@
 #include "support/test_support.h"
 #include "texture/pvr_decode.h"
 #include "texture/pvr_encode.h"
+#include "texture/pvr_format.h"
 #include "texture/texture_types.h"
 
 namespace textest {
