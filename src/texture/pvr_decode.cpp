@@ -121,10 +121,8 @@ std::vector<uint16_t> ReadWords(Bytes data, size_t first, size_t count) {
 bool DecodeWords(const TypeInfo &type, Bytes data, PVR_Decoded *out, std::string *error) {
   const bool twiddled = type.layout == Layout::kTwiddled || type.layout == Layout::kTwiddledMipmap;
   const size_t texels = type.mipmap ? MipmapTexelCount(out->width) : static_cast<size_t>(out->width) * out->height;
-  if (data.size() < 2 * texels)
-    return Refuse(error, "texel data holds %zu bytes, %zu needed", data.size(), 2 * texels);
-  std::vector<LevelPlace> places =
-      type.mipmap ? MipmapPlaces(out->width) : std::vector<LevelPlace>{{out->width, 0}};
+  if (data.size() < 2 * texels) return Refuse(error, "texel data holds %zu bytes, %zu needed", data.size(), 2 * texels);
+  std::vector<LevelPlace> places = type.mipmap ? MipmapPlaces(out->width) : std::vector<LevelPlace>{{out->width, 0}};
   for (const LevelPlace &place : places) {
     const int32_t width = type.mipmap ? place.side : out->width;
     const int32_t height = type.mipmap ? place.side : out->height;
@@ -147,7 +145,8 @@ struct Palette {
 // count (16 bits each), the entries.
 bool ReadPalette(Bytes file, Palette *palette, std::string *error) {
   if (file.size() < 16) return Refuse(error, "palette file holds %zu bytes, less than its 16-byte head", file.size());
-  if (NameText(file.data()) != "PVPL") return Refuse(error, "palette file starts with \"%s\", not \"PVPL\"", NameText(file.data()).c_str());
+  if (NameText(file.data()) != "PVPL")
+    return Refuse(error, "palette file starts with \"%s\", not \"PVPL\"", NameText(file.data()).c_str());
   const uint64_t length = pvr::Get32(&file[4]);
   if (length < 8 || length > file.size() - 8)
     return Refuse(error, "palette chunk length %llu does not fit the file of %zu bytes",
@@ -174,16 +173,17 @@ bool DecodePalettized(const TypeInfo &type, Bytes data, Bytes paletteFile, PVR_D
   Palette palette;
   if (!ReadPalette(paletteFile, &palette, error)) return false;
   if (palette.pixelFormat != out->pixelFormat)
-    return Refuse(error, "palette pixel format %d differs from the texture's %d", palette.pixelFormat, out->pixelFormat);
+    return Refuse(error, "palette pixel format %d differs from the texture's %d", palette.pixelFormat,
+                  out->pixelFormat);
   const bool fourBits = type.layout == Layout::kPalette4;
   const size_t texels = type.mipmap ? MipmapTexelCount(out->width) : static_cast<size_t>(out->width) * out->height;
   const size_t bytes = fourBits ? (texels + 1) / 2 : texels;
   if (data.size() < bytes) return Refuse(error, "index data holds %zu bytes, %zu needed", data.size(), bytes);
   std::vector<uint8_t> stored(texels);
-  for (size_t i = 0; i < texels; ++i) stored[i] = fourBits ? (i % 2 == 0 ? data[i / 2] >> 4 : data[i / 2] & 0x0F) : data[i];
+  for (size_t i = 0; i < texels; ++i)
+    stored[i] = fourBits ? (i % 2 == 0 ? data[i / 2] >> 4 : data[i / 2] & 0x0F) : data[i];
 
-  std::vector<LevelPlace> places =
-      type.mipmap ? MipmapPlaces(out->width) : std::vector<LevelPlace>{{out->width, 0}};
+  std::vector<LevelPlace> places = type.mipmap ? MipmapPlaces(out->width) : std::vector<LevelPlace>{{out->width, 0}};
   for (const LevelPlace &place : places) {
     const int32_t width = type.mipmap ? place.side : out->width;
     const int32_t height = type.mipmap ? place.side : out->height;
@@ -207,10 +207,14 @@ bool DecodePalettized(const TypeInfo &type, Bytes data, Bytes paletteFile, PVR_D
 // Codebook entries of a small-VQ texture by side and mipmaps; 0 when refused.
 uint32_t SmallCodebookSize(int32_t side, bool mipmap) {
   switch (side) {
-    case 16: return 16;
-    case 32: return mipmap ? 64 : 32;
-    case 64: return mipmap ? 0 : 128;
-    default: return 0;
+    case 16:
+      return 16;
+    case 32:
+      return mipmap ? 64 : 32;
+    case 64:
+      return mipmap ? 0 : 128;
+    default:
+      return 0;
   }
 }
 
@@ -223,7 +227,8 @@ bool DecodeVQ(const TypeInfo &type, Bytes data, PVR_Decoded *out, std::string *e
   if (side < 2) return Refuse(error, "VQ texture of side %d is below 2", side);
   const uint32_t codebook = type.layout == Layout::kVQ ? 256 : SmallCodebookSize(side, type.mipmap);
   if (codebook == 0)
-    return Refuse(error, "small VQ texture of side %d%s has no codebook size", side, type.mipmap ? " with mipmaps" : "");
+    return Refuse(error, "small VQ texture of side %d%s has no codebook size", side,
+                  type.mipmap ? " with mipmaps" : "");
   std::vector<LevelPlace> places = type.mipmap ? MipmapPlaces(side) : std::vector<LevelPlace>{{side, 0}};
   size_t needed = 8 * static_cast<size_t>(codebook) + (places.size() > 1 ? 10 : 0);
   for (LevelPlace &place : places) {
@@ -273,11 +278,14 @@ bool FindTextureChunk(Bytes file, PVR_Decoded *out, Bytes *texture, std::string 
       return Refuse(error, "chunk \"%s\" at offset %zu claims %llu bytes, only %zu follow", name.c_str(), position,
                     static_cast<unsigned long long>(length), available);
     if (name == "GBIX") {
-      if (length < 4) return Refuse(error, "GBIX chunk of %llu bytes holds no index", static_cast<unsigned long long>(length));
+      if (length < 4)
+        return Refuse(error, "GBIX chunk of %llu bytes holds no index", static_cast<unsigned long long>(length));
       out->hasGlobalIndex = true;
       out->globalIndex = pvr::Get32(head + 8);
     } else if (name == "PVRT") {
-      if (length < 8) return Refuse(error, "PVRT chunk of %llu bytes holds no category and size", static_cast<unsigned long long>(length));
+      if (length < 8)
+        return Refuse(error, "PVRT chunk of %llu bytes holds no category and size",
+                      static_cast<unsigned long long>(length));
       *texture = file.subspan(position + 8, static_cast<size_t>(length));
       return true;
     }
@@ -288,12 +296,9 @@ bool FindTextureChunk(Bytes file, PVR_Decoded *out, Bytes *texture, std::string 
 
 }  // namespace
 
-bool PVR_IsPalettized(uint8_t textureType) {
-  return textureType >= pvr::kTypePal4 && textureType <= pvr::kTypePal8Mip;
-}
+bool PVR_IsPalettized(uint8_t textureType) { return textureType >= pvr::kTypePal4 && textureType <= pvr::kTypePal8Mip; }
 
-bool PVR_Decode(std::span<const uint8_t> file, std::span<const uint8_t> palette, PVR_Decoded *out,
-                std::string *error) {
+bool PVR_Decode(std::span<const uint8_t> file, std::span<const uint8_t> palette, PVR_Decoded *out, std::string *error) {
   *out = PVR_Decoded{};
   Bytes texture;
   if (!FindTextureChunk(file, out, &texture, error)) return false;

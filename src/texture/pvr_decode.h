@@ -32,9 +32,9 @@
 #include "texture/texture_types.h"
 
 struct PVR_Decoded {
-  uint32_t category = 0;     // the category word
-  int32_t pixelFormat = 0;   // byte 0 of the category word
-  uint8_t textureType = 0;   // byte 1 of the category word
+  uint32_t category = 0;    // the category word
+  int32_t pixelFormat = 0;  // byte 0 of the category word
+  uint8_t textureType = 0;  // byte 1 of the category word
   bool hasGlobalIndex = false;
   uint32_t globalIndex = 0;  // from the "GBIX" chunk when there is one
   int32_t width = 0;
@@ -47,5 +47,4 @@ bool PVR_IsPalettized(uint8_t textureType);
 
 // Decodes the PVR file `file`; `palette` is the palette file's bytes and is
 // only read for palettized types. Returns false with the reason in *error.
-bool PVR_Decode(std::span<const uint8_t> file, std::span<const uint8_t> palette, PVR_Decoded *out,
-                std::string *error);
+bool PVR_Decode(std::span<const uint8_t> file, std::span<const uint8_t> palette, PVR_Decoded *out, std::string *error);

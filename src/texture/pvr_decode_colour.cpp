@@ -26,9 +26,8 @@ void Set(uint8_t *texel, uint32_t a, uint32_t r, uint32_t g, uint32_t b) {
 struct Matrix3 {
   double m[3][3];
 };
-constexpr Matrix3 kToYUV = {{{5.0 / 17, 10.0 / 17, 2.0 / 17},
-                             {-32.0 / 187, -64.0 / 187, 96.0 / 187},
-                             {96.0 / 187, -80.0 / 187, -16.0 / 187}}};
+constexpr Matrix3 kToYUV = {
+    {{5.0 / 17, 10.0 / 17, 2.0 / 17}, {-32.0 / 187, -64.0 / 187, 96.0 / 187}, {96.0 / 187, -80.0 / 187, -16.0 / 187}}};
 
 constexpr Matrix3 Inverse(const Matrix3 &a) {
   const auto &m = a.m;

@@ -80,7 +80,9 @@ bool PVR_EncodeTwiddled(PVR_Settings *settings, PVR_Image image) {
   if (pixelFormat < 0) return false;
   const int32_t width = image.width, height = image.height;
   const bool mipmap = width == height && settings->autoMipmap != 0;
-  const uint8_t type = width != height ? pvr::kTypeTwiddledNonSquare : mipmap ? pvr::kTypeTwiddledMip : pvr::kTypeTwiddled;
+  const uint8_t type = width != height ? pvr::kTypeTwiddledNonSquare
+                       : mipmap        ? pvr::kTypeTwiddledMip
+                                       : pvr::kTypeTwiddled;
   try {
     std::vector<uint16_t> data;
     if (mipmap) {

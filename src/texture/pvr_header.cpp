@@ -61,8 +61,7 @@ WalkEnd Walk(Read read, uint64_t size, PVR_TexInfo *info) {
     const uint64_t available = size - position - sizeof head;
     if (length > available) cutShort = true;
     uint8_t field[8];
-    if (std::memcmp(head, pvr::kPVRT, 4) == 0 && length >= 8 && available >= 8 &&
-        read(position + 8, field, 8)) {
+    if (std::memcmp(head, pvr::kPVRT, 4) == 0 && length >= 8 && available >= 8 && read(position + 8, field, 8)) {
       const uint32_t category = pvr::Get32(field);
       info->pixelFormat = static_cast<int32_t>(category & 0xFF);
       info->alphaKind = (category & 1) != 0 ? kAlphaNone : kAlphaBilevel;
@@ -80,8 +79,7 @@ WalkEnd Walk(Read read, uint64_t size, PVR_TexInfo *info) {
       info->width = static_cast<int32_t>(pvr::Get16(field + 4));
       info->height = static_cast<int32_t>(pvr::Get16(field + 6));
       texture = true;
-    } else if (std::memcmp(head, pvr::kGBIX, 4) == 0 && length >= 4 && available >= 4 &&
-               read(position + 8, field, 4)) {
+    } else if (std::memcmp(head, pvr::kGBIX, 4) == 0 && length >= 4 && available >= 4 && read(position + 8, field, 4)) {
       info->globalIndex = static_cast<int32_t>(pvr::Get32(field));
     }
     position += sizeof head + length;

@@ -47,7 +47,8 @@ int PVR_SetMipmaps(PVR_Input *input) {
     return Fail(input, kMipmapNotSingle);
   }
   const PVR_Image &base = input->levels[0];
-  if (base.texels.size() != 4 * static_cast<size_t>(base.width > 0 ? base.width : 0) * (base.height > 0 ? base.height : 0) ||
+  if (base.texels.size() !=
+          4 * static_cast<size_t>(base.width > 0 ? base.width : 0) * (base.height > 0 ? base.height : 0) ||
       base.texels.empty()) {
     PVR_ShowStarred("PVR_SetMipmaps: pImage is NULL !!");
     return Fail(input, kMipmapNoImage);

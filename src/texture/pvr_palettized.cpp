@@ -46,10 +46,18 @@ std::vector<uint8_t> PaletteFile(const PVR_Palette &palette, int32_t pixelFormat
     const uint32_t argb = at < palette.entries.size() ? palette.entries[at] : 0;
     const uint32_t a = argb >> 24, r = (argb >> 16) & 0xFF, g = (argb >> 8) & 0xFF, b = argb & 0xFF;
     switch (pixelFormat) {
-      case kPixARGB1555: pvr::Put16(out, pvr::PackARGB1555(a, r, g, b)); break;
-      case kPixARGB4444: pvr::Put16(out, pvr::PackARGB4444(a, r, g, b)); break;
-      case kPixARGB8888: pvr::Put32(out, argb); break;
-      default: pvr::Put16(out, pvr::PackRGB565(r, g, b)); break;
+      case kPixARGB1555:
+        pvr::Put16(out, pvr::PackARGB1555(a, r, g, b));
+        break;
+      case kPixARGB4444:
+        pvr::Put16(out, pvr::PackARGB4444(a, r, g, b));
+        break;
+      case kPixARGB8888:
+        pvr::Put32(out, argb);
+        break;
+      default:
+        pvr::Put16(out, pvr::PackRGB565(r, g, b));
+        break;
     }
   }
   out.resize(out.size() + pad, 0);
@@ -60,7 +68,8 @@ std::vector<uint8_t> PaletteFile(const PVR_Palette &palette, int32_t pixelFormat
 std::vector<uint8_t> Unpack(const PVR_PalImage &image) {
   if (image.bitsPerPixel == 8) return image.indices;
   std::vector<uint8_t> out(static_cast<size_t>(image.width) * image.height);
-  for (size_t i = 0; i < out.size(); ++i) out[i] = (i % 2 == 0) ? image.indices[i / 2] >> 4 : image.indices[i / 2] & 0x0F;
+  for (size_t i = 0; i < out.size(); ++i)
+    out[i] = (i % 2 == 0) ? image.indices[i / 2] >> 4 : image.indices[i / 2] & 0x0F;
   return out;
 }
 
@@ -72,7 +81,8 @@ std::vector<uint8_t> IndexData(const PVR_PalImage &image) {
   Twiddle(rows.data(), image.width, image.height, twiddled.data());
   if (image.bitsPerPixel == 8) return twiddled;
   std::vector<uint8_t> packed(twiddled.size() / 2);
-  for (size_t i = 0; i < packed.size(); ++i) packed[i] = static_cast<uint8_t>(twiddled[2 * i] << 4 | (twiddled[2 * i + 1] & 0x0F));
+  for (size_t i = 0; i < packed.size(); ++i)
+    packed[i] = static_cast<uint8_t>(twiddled[2 * i] << 4 | (twiddled[2 * i + 1] & 0x0F));
   return packed;
 }
 
@@ -114,9 +124,9 @@ bool PVR_EncodePalettized(PVR_Settings *settings, const PVR_Palette &palette, co
   try {
     const std::vector<uint8_t> paletteFile = PaletteFile(palette, pixelFormat);
     const std::vector<uint8_t> indices = IndexData(image);
-    std::vector<uint8_t> file = FileHead(pvr::Category(pixelFormat, fourBits ? pvr::kTypePal4 : pvr::kTypePal8),
-                                         image.width, image.height, settings->globalIndex, true,
-                                         static_cast<uint32_t>(indices.size()));
+    std::vector<uint8_t> file =
+        FileHead(pvr::Category(pixelFormat, fourBits ? pvr::kTypePal4 : pvr::kTypePal8), image.width, image.height,
+                 settings->globalIndex, true, static_cast<uint32_t>(indices.size()));
     file.insert(file.end(), indices.begin(), indices.end());
 
     if (!WriteFile(paletteName, paletteFile)) return false;

@@ -48,7 +48,8 @@ template <typename Pack>
 void EncodeEach(const PVR_Image &level, uint16_t *out, Pack pack) {
   const uint8_t *texel = level.texels.data();
   const size_t count = static_cast<size_t>(level.width) * level.height;
-  for (size_t i = 0; i < count; ++i, texel += 4) out[i] = pack(texel[kTexelA], texel[kTexelR], texel[kTexelG], texel[kTexelB]);
+  for (size_t i = 0; i < count; ++i, texel += 4)
+    out[i] = pack(texel[kTexelA], texel[kTexelR], texel[kTexelG], texel[kTexelB]);
 }
 
 }  // namespace
@@ -57,16 +58,20 @@ std::vector<uint16_t> EncodeTexels(const PVR_Image &level, int32_t pixelFormat) 
   std::vector<uint16_t> words(static_cast<size_t>(level.width) * level.height);
   switch (pixelFormat) {
     case kPixARGB1555:
-      EncodeEach(level, words.data(), [](uint32_t a, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackARGB1555(a, r, g, b); });
+      EncodeEach(level, words.data(),
+                 [](uint32_t a, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackARGB1555(a, r, g, b); });
       break;
     case kPixRGB565:
-      EncodeEach(level, words.data(), [](uint32_t, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackRGB565(r, g, b); });
+      EncodeEach(level, words.data(),
+                 [](uint32_t, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackRGB565(r, g, b); });
       break;
     case kPixARGB4444:
-      EncodeEach(level, words.data(), [](uint32_t a, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackARGB4444(a, r, g, b); });
+      EncodeEach(level, words.data(),
+                 [](uint32_t a, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackARGB4444(a, r, g, b); });
       break;
     case kPixRGB555:
-      EncodeEach(level, words.data(), [](uint32_t, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackRGB555(r, g, b); });
+      EncodeEach(level, words.data(),
+                 [](uint32_t, uint32_t r, uint32_t g, uint32_t b) { return pvr::PackRGB555(r, g, b); });
       break;
     case kPixYUV422:
       EncodeYUV422(level, words.data());
@@ -77,8 +82,8 @@ std::vector<uint16_t> EncodeTexels(const PVR_Image &level, int32_t pixelFormat) 
   return words;
 }
 
-std::vector<uint8_t> FileHead(uint32_t category, int32_t width, int32_t height, int32_t globalIndex,
-                              bool paletteStyle, uint32_t dataSize) {
+std::vector<uint8_t> FileHead(uint32_t category, int32_t width, int32_t height, int32_t globalIndex, bool paletteStyle,
+                              uint32_t dataSize) {
   std::vector<uint8_t> out;
   out.reserve(32 + static_cast<size_t>(dataSize));
   if (globalIndex != -1) pvr::PutGlobalIndexChunk(out, static_cast<uint32_t>(globalIndex), paletteStyle);

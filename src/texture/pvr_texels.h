@@ -25,8 +25,8 @@ void Twiddle(const T *rows, int32_t width, int32_t height, T *out) {
   const int32_t side = width < height ? width : height;
   const int32_t squares = (width > height ? width : height) / side;
   for (int32_t square = 0; square < squares; ++square) {
-    const T *origin = width >= height ? rows + static_cast<size_t>(square) * side
-                                      : rows + static_cast<size_t>(square) * side * width;
+    const T *origin =
+        width >= height ? rows + static_cast<size_t>(square) * side : rows + static_cast<size_t>(square) * side * width;
     T *dest = out + static_cast<size_t>(square) * side * side;
     uint32_t yBits = 0;  // bits of y in the even positions
     for (int32_t y = 0; y < side; ++y) {
@@ -44,8 +44,8 @@ void Twiddle(const T *rows, int32_t width, int32_t height, T *out) {
 // A PVR file in memory: the global-index chunk unless the index is -1 (ending
 // in four zero bytes for palettized files, else four blanks), the head of the
 // texture-data chunk for `dataSize` bytes of texels; the caller appends them.
-std::vector<uint8_t> FileHead(uint32_t category, int32_t width, int32_t height, int32_t globalIndex,
-                              bool paletteStyle, uint32_t dataSize);
+std::vector<uint8_t> FileHead(uint32_t category, int32_t width, int32_t height, int32_t globalIndex, bool paletteStyle,
+                              uint32_t dataSize);
 
 // Appends words little-endian.
 void AppendWords(std::vector<uint8_t> &out, const std::vector<uint16_t> &words);
