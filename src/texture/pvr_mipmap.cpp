@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "texture/pvr_encode.h"
+#include "texture/pvr_texels.h"
 #include "texture/texture_io.h"
 
 namespace {
@@ -47,9 +48,7 @@ int PVR_SetMipmaps(PVR_Input *input) {
     return Fail(input, kMipmapNotSingle);
   }
   const PVR_Image &base = input->levels[0];
-  if (base.texels.size() !=
-          4 * static_cast<size_t>(base.width > 0 ? base.width : 0) * (base.height > 0 ? base.height : 0) ||
-      base.texels.empty()) {
+  if (!pvr_encode::HasTexels(base)) {
     PVR_ShowStarred("PVR_SetMipmaps: pImage is NULL !!");
     return Fail(input, kMipmapNoImage);
   }
