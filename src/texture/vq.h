@@ -25,6 +25,9 @@ struct PVR_VQOptions {
   // Worker threads of the refinement and matching; 0 takes the machine's
   // core count. The output never depends on it.
   int32_t threads = 0;
+  // Vector instructions for the nearest-entry search where the processor has
+  // them; the output is the same either way.
+  int32_t wideSearch = 1;
   // Called with the fraction done (0.05 to 1.0) while the codebook is refined;
   // may be empty.
   std::function<void(double)> progress;

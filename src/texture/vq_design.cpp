@@ -8,6 +8,7 @@
 // result does not depend on the thread count.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <system_error>
 #include <thread>
 
@@ -20,30 +21,6 @@ constexpr uint32_t kFirstSearchDistance = 1000000000;
 constexpr int kPasses4 = 32;
 constexpr int kPasses3 = 10;
 constexpr uint64_t kProgressEvery = 32;
-
-// Searches every entry in order for one whose distance is strictly below the
-// best so far, abandoning an entry's sum once it reaches the best. Returns
-// the best entry and leaves its full distance in *best.
-template <bool kAlpha>
-uint32_t Search(const uint8_t *v, const Vector *codebook, int32_t size, uint32_t bestEntry,
-                uint32_t *best) {
-  uint32_t bestDistance = *best;
-  for (int32_t e = 0; e < size; ++e) {
-    const uint8_t *c = codebook[e].bytes;
-    uint32_t sum = TexelDistance<kAlpha>(v, c);
-    if (sum >= bestDistance) continue;
-    sum += TexelDistance<kAlpha>(v + 4, c + 4);
-    if (sum >= bestDistance) continue;
-    sum += TexelDistance<kAlpha>(v + 8, c + 8);
-    if (sum >= bestDistance) continue;
-    sum += TexelDistance<kAlpha>(v + 12, c + 12);
-    if (sum >= bestDistance) continue;
-    bestDistance = sum;
-    bestEntry = static_cast<uint32_t>(e);
-  }
-  *best = bestDistance;
-  return bestEntry;
-}
 
 // Per-entry byte sums and counts of one pass.
 struct Sums {
@@ -92,7 +69,9 @@ void RefinePass(Context *context, int pass, int32_t step, std::vector<Sums> *wor
   const size_t visits = start < n ? (n - start + step - 1) / step : 0;
   const int32_t size = context->codebookSize;
   const Vector *codebook = context->codebook;
-  const int summedFirst = kAlpha ? 0 : 1;  // alpha bytes are summed only with alpha
+  const int summedFirst = kAlpha ? 0 : 1;  // alpha bytes count only with alpha
+  auto table = std::make_unique<SearchTable>();
+  table->Load(codebook, size, kAlpha, context->wideSearch);
 
   for (Sums &sums : *workerSums) std::memset(&sums, 0, sizeof sums);
   ParallelRanges(context->threads, visits, [&](size_t begin, size_t end, int worker) {
@@ -103,19 +82,17 @@ void RefinePass(Context *context, int pass, int32_t step, std::vector<Sums> *wor
       uint32_t entry, distance;
       if (pass == 1) {
         distance = kFirstSearchDistance;
-        entry = Search<kAlpha>(v, codebook, size, 0, &distance);
+        entry = table->Nearest(v, 0, &distance);
       } else {
         entry = context->entries[i];
         distance = VectorDistance<kAlpha>(v, codebook[entry].bytes);
-        if (distance > context->distances[i]) entry = Search<kAlpha>(v, codebook, size, entry, &distance);
+        if (distance > context->distances[i]) entry = table->Nearest(v, entry, &distance);
       }
       context->entries[i] = entry;
       context->distances[i] = distance;
       uint64_t count = context->counts[i];
       uint64_t *sum = sums.bytes[entry];
-      for (int b = 0; b < kVectorBytes; ++b) {
-        if ((b & 3) >= summedFirst) sum[b] += count * v[b];
-      }
+      for (int b = 0; b < kVectorBytes; ++b) sum[b] += count * v[b];  // alpha sums unused without alpha
       sums.count[entry] += count;
     }
   });
@@ -147,11 +124,12 @@ void Refine(Context *context, int passes, int32_t step) {
 // Every unique vector takes its nearest entry, ties to the lowest entry.
 template <bool kAlpha>
 void FinalMatch(Context *context) {
+  auto table = std::make_unique<SearchTable>();
+  table->Load(context->codebook, context->codebookSize, kAlpha, context->wideSearch);
   ParallelRanges(context->threads, context->vectors.size(), [&](size_t begin, size_t end, int) {
     for (size_t i = begin; i < end; ++i) {
       uint32_t distance = UINT32_MAX;
-      context->entries[i] =
-          Search<kAlpha>(context->vectors[i].bytes, context->codebook, context->codebookSize, 0, &distance);
+      context->entries[i] = table->Nearest(context->vectors[i].bytes, 0, &distance);
       context->distances[i] = distance;
     }
   });

@@ -34,6 +34,7 @@ struct Context {
   bool hasAlpha = false;  // ARGB1555 and ARGB4444 weigh texels by alpha
   int32_t algorithm = 4;
   int32_t threads = 1;
+  bool wideSearch = true;
   int32_t codebookSize = 0;
   std::vector<VectorData> levels;
   uint32_t totalBlocks = 0;
@@ -96,6 +97,24 @@ inline uint32_t VectorDistance(const uint8_t *a, const uint8_t *b) {
   return TexelDistance<kAlpha>(a, b) + TexelDistance<kAlpha>(a + 4, b + 4) +
          TexelDistance<kAlpha>(a + 8, b + 8) + TexelDistance<kAlpha>(a + 12, b + 12);
 }
+
+// The codebook of one pass laid out for the nearest-entry search.
+struct SearchTable {
+  // Takes the entries (kept by reference) and lays them out.
+  void Load(const Vector *entries, int32_t entryCount, bool withAlpha, bool allowWide);
+  // The plain search from (bestEntry, *best): walks the entries in order and
+  // moves only to a strictly smaller distance. Returns the entry and leaves
+  // its distance in *best.
+  uint32_t Nearest(const uint8_t *v, uint32_t bestEntry, uint32_t *best) const;
+
+  const Vector *codebook = nullptr;
+  int32_t size = 0;
+  bool hasAlpha = false;
+  bool wide = false;  // the transposed copy below is in use
+  // Byte pairs of every entry as two 16-bit halves, and the alpha bytes.
+  alignas(32) uint32_t pairs[8][kMaxEntries];
+  alignas(32) uint32_t alphas[4][kMaxEntries];
+};
 
 // Runs body(begin, end, worker) over [0, count) cut into one contiguous range
 // per worker, the calling thread taking the first; returns when all are done.

@@ -97,6 +97,7 @@ bool PVR_CompressVQ(const PVR_VQOptions &options, PVR_Input *input, PVR_VQOutput
                                         : static_cast<int32_t>(std::max(1u, std::thread::hardware_concurrency()));
   context.threads = std::min(context.threads, kMaxThreads);
   context.progress = options.progress;
+  context.wideSearch = options.wideSearch != 0;
   if (!vq::BuildVectors(options, input, &context)) return false;
   vq::DesignCodebook(&context);
   return vq::FillOutput(options, context, output);

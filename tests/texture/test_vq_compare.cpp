@@ -57,7 +57,8 @@ struct FastResult {
   std::vector<double> progress;
 };
 
-FastResult RunFast(const CompareCase &c, PVR_Input input, int threads, const vktest::ScratchDir &dir) {
+FastResult RunFast(const CompareCase &c, PVR_Input input, int threads, const vktest::ScratchDir &dir,
+                   bool wideSearch = true) {
   FastResult result;
   PVR_VQOptions options;
   options.texelFormat = c.texelFormat;
@@ -65,6 +66,7 @@ FastResult RunFast(const CompareCase &c, PVR_Input input, int threads, const vkt
   options.mipmaps = c.mipmaps;
   options.algorithm = c.algorithm;
   options.threads = threads;
+  options.wideSearch = wideSearch;
   options.progress = [&](double fraction) { result.progress.push_back(fraction); };
   PVR_VQOutput output;
   SetInfoStream(nullptr);
@@ -86,7 +88,7 @@ PVR_Input MakeInput(const CompareCase &c) {
 }
 
 // Returns the number of cases that were compressed (not refused).
-int CompareAll(const std::vector<CompareCase> &cases, int threads) {
+int CompareAll(const std::vector<CompareCase> &cases, int threads, bool wideSearch = true) {
   vktest::ScratchDir dir;
   int compressed = 0;
   for (const CompareCase &c : cases) {
@@ -94,7 +96,7 @@ int CompareAll(const std::vector<CompareCase> &cases, int threads) {
     PVR_Input input = MakeInput(c);
     vqtest::LiteralOptions literalOptions{c.texelFormat, c.smallVQ, c.mipmaps, c.algorithm};
     vqtest::LiteralResult literal = vqtest::LiteralVQ(literalOptions, input, -1);
-    FastResult fast = RunFast(c, input, threads, dir);
+    FastResult fast = RunFast(c, input, threads, dir, wideSearch);
     EXPECT_EQ(fast.ok, literal.ok);
     EXPECT_TRUE(fast.file == literal.file) << "file bytes differ (" << fast.file.size() << " vs "
                                            << literal.file.size() << ")";
@@ -126,6 +128,9 @@ TEST(VQCompare, SmallSidesEveryCombination) {
   }
   int compressed = CompareAll(cases, 2);
   std::printf("[ compare ] %zu cases, %d compressed\n", cases.size(), compressed);
+  // The entry walk used where the processor has no vector instructions.
+  compressed = CompareAll(cases, 1, false);
+  std::printf("[ compare ] %zu cases, %d compressed, plain search\n", cases.size(), compressed);
 }
 
 // Many seeds and kinds at the sides where the codebook is designed quickly.
