@@ -22,10 +22,11 @@ constexpr int kPasses4 = 32;
 constexpr int kPasses3 = 10;
 constexpr uint64_t kProgressEvery = 32;
 
-// Per-entry byte sums and counts of one pass.
+// Per-entry byte sums and counts of one pass and one worker; at most 255
+// times the block count (under 2^32).
 struct Sums {
-  uint64_t bytes[kMaxEntries][kVectorBytes];
-  uint64_t count[kMaxEntries];
+  uint32_t bytes[kMaxEntries][kVectorBytes];
+  uint32_t count[kMaxEntries];
 };
 
 // The fraction reports of the visits (from, to] of the refinement.
@@ -90,9 +91,10 @@ void RefinePass(Context *context, int pass, int32_t step, std::vector<Sums> *wor
       }
       context->entries[i] = entry;
       context->distances[i] = distance;
-      uint64_t count = context->counts[i];
-      uint64_t *sum = sums.bytes[entry];
-      for (int b = 0; b < kVectorBytes; ++b) sum[b] += count * v[b];  // alpha sums unused without alpha
+      uint32_t count = context->counts[i];
+      uint32_t *sum = sums.bytes[entry];
+      Vector copy = context->vectors[i];  // a copy the sums cannot alias, so the loop vectorises
+      for (int b = 0; b < kVectorBytes; ++b) sum[b] += count * copy.bytes[b];  // alpha sums unused without alpha
       sums.count[entry] += count;
     }
   });
