@@ -113,6 +113,7 @@ TEST(VQCompare, SmallSidesEveryCombination) {
   uint32_t seed = 1;
   int index = 0;
   for (int side : {8, 16, 32, 64, 128, 256}) {
+    if (kSanitized && side == 256) continue;
     for (int format = 0; format < 3; ++format) {
       for (bool smallVQ : {false, true}) {
         for (bool mipmaps : {false, true}) {
@@ -129,8 +130,12 @@ TEST(VQCompare, SmallSidesEveryCombination) {
   int compressed = CompareAll(cases, 2);
   std::printf("[ compare ] %zu cases, %d compressed\n", cases.size(), compressed);
   // The entry walk used where the processor has no vector instructions.
-  compressed = CompareAll(cases, 1, false);
-  std::printf("[ compare ] %zu cases, %d compressed, plain search\n", cases.size(), compressed);
+  std::vector<CompareCase> upTo128;
+  for (const CompareCase &c : cases) {
+    if (c.side <= 128) upTo128.push_back(c);
+  }
+  compressed = CompareAll(upTo128, 1, false);
+  std::printf("[ compare ] %zu cases, %d compressed, plain search\n", upTo128.size(), compressed);
 }
 
 // Many seeds and kinds at the sides where the codebook is designed quickly.
@@ -168,6 +173,8 @@ TEST(VQCompare, LargeSides) {
   if (kSanitized) cases.resize(2);
   int compressed = CompareAll(cases, 2);
   std::printf("[ compare ] %zu cases, %d compressed\n", cases.size(), compressed);
+  compressed = CompareAll({cases[0]}, 1, false);
+  std::printf("[ compare ] 1 case, %d compressed, plain search\n", compressed);
 }
 
 // The thread count never shows in the output.
