@@ -131,7 +131,8 @@ bool BuildVectors(const PVR_VQOptions &options, PVR_Input *input, Context *conte
 // gives every unique vector its entry.
 void DesignCodebook(Context *context);
 
-// InitVQOutput and the index images.
-bool FillOutput(const PVR_VQOptions &options, const Context &context, PVR_VQOutput *output);
+// InitVQOutput: the category word, the codebook and the index images (the
+// 1x1 level by its own rule).
+bool InitVQOutput(const PVR_VQOptions &options, const Context &context, PVR_VQOutput *output);
 
 }  // namespace vq

@@ -44,7 +44,7 @@ uint32_t NearestCorner(const Context &context, const uint8_t *texel) {
 
 }  // namespace
 
-bool FillOutput(const PVR_VQOptions &options, const Context &context, PVR_VQOutput *output) {
+bool InitVQOutput(const PVR_VQOptions &options, const Context &context, PVR_VQOutput *output) {
   int32_t levelCount = static_cast<int32_t>(context.levels.size());
   if (levelCount < 1 || levelCount > kPVRMaxMipmapLevels) {
     PVR_ShowStarred("InitVQOutput: Invalid vqContext->numMipmapLevels");
@@ -100,5 +100,5 @@ bool PVR_CompressVQ(const PVR_VQOptions &options, PVR_Input *input, PVR_VQOutput
   context.wideSearch = options.wideSearch != 0;
   if (!vq::BuildVectors(options, input, &context)) return false;
   vq::DesignCodebook(&context);
-  return vq::FillOutput(options, context, output);
+  return vq::InitVQOutput(options, context, output);
 }

@@ -149,6 +149,52 @@ bool InitVQContext(const PVR_VQOptions &options, const PVR_Input &input, Context
   return true;
 }
 
+// Gathers, quantises and keys every block of one level, then releases the
+// level's texels.
+void GatherLevel(PVR_Image &level, const VectorData &data, Context *context, std::vector<Vector> *blockVectors,
+                 std::vector<KeyedBlock> *keys) {
+  ParallelRanges(context->threads, static_cast<size_t>(data.height), [&](size_t begin, size_t end, int) {
+    for (size_t by = begin; by < end; ++by) {
+      for (int32_t bx = 0; bx < data.width; ++bx) {
+        uint32_t block = data.firstBlock + static_cast<uint32_t>(by) * data.width + bx;
+        uint8_t *v = (*blockVectors)[block].bytes;
+        GatherBlock(level, bx, static_cast<int32_t>(by), v);
+        for (int t = 0; t < 4; ++t) QuantiseTexel(context->texelFormat, v + 4 * t);
+        KeyedBlock &key = (*keys)[block];
+        key.block = block;
+        if (context->algorithm == 3) {
+          ByteKey(v, &key);
+        } else {
+          MortonKey(context->texelFormat, v, &key);
+        }
+      }
+    }
+  });
+  if (level.width == 1 && level.height == 1) std::memcpy(context->lastTexel, (*blockVectors)[data.firstBlock].bytes, 4);
+  level.texels.clear();
+  level.texels.shrink_to_fit();
+}
+
+// BuildVectorArray: one unique vector per run of equal keys in the sorted
+// blocks, with the texels of its first block and the run's length as count;
+// every block's slot names its unique vector.
+void BuildVectorArray(const std::vector<KeyedBlock> &keys, const std::vector<Vector> &blockVectors,
+                      Context *context) {
+  context->blockSlots.assign(context->totalBlocks, 0);
+  context->vectors.clear();
+  context->counts.clear();
+  for (size_t i = 0; i < keys.size(); ++i) {
+    if (i == 0 || keys[i].high != keys[i - 1].high || keys[i].low != keys[i - 1].low) {
+      context->vectors.push_back(blockVectors[keys[i].block]);
+      context->counts.push_back(0);
+    }
+    context->counts.back()++;
+    context->blockSlots[keys[i].block] = static_cast<uint32_t>(context->vectors.size() - 1);
+  }
+  context->entries.assign(context->vectors.size(), 0);
+  context->distances.assign(context->vectors.size(), 0);
+}
+
 }  // namespace
 
 bool ClampVectorComponents(int32_t texelFormat, uint8_t *vector) {
@@ -169,47 +215,12 @@ bool BuildVectors(const PVR_VQOptions &options, PVR_Input *input, Context *conte
     std::vector<Vector> blockVectors(context->totalBlocks);
     std::vector<KeyedBlock> keys(context->totalBlocks);
     for (size_t l = 0; l < context->levels.size(); ++l) {
-      const VectorData &data = context->levels[l];
-      PVR_Image &level = input->levels[l];
-      ParallelRanges(context->threads, static_cast<size_t>(data.height),
-                     [&](size_t begin, size_t end, int) {
-                       for (size_t by = begin; by < end; ++by) {
-                         for (int32_t bx = 0; bx < data.width; ++bx) {
-                           uint32_t block = data.firstBlock + static_cast<uint32_t>(by) * data.width + bx;
-                           uint8_t *v = blockVectors[block].bytes;
-                           GatherBlock(level, bx, static_cast<int32_t>(by), v);
-                           for (int t = 0; t < 4; ++t) QuantiseTexel(context->texelFormat, v + 4 * t);
-                           KeyedBlock &key = keys[block];
-                           key.block = block;
-                           if (context->algorithm == 3) {
-                             ByteKey(v, &key);
-                           } else {
-                             MortonKey(context->texelFormat, v, &key);
-                           }
-                         }
-                       }
-                     });
-      if (level.width == 1 && level.height == 1) std::memcpy(context->lastTexel, blockVectors[data.firstBlock].bytes, 4);
-      level.texels.clear();
-      level.texels.shrink_to_fit();
+      GatherLevel(input->levels[l], context->levels[l], context, &blockVectors, &keys);
     }
     stage = "Can't allocate memory for SortKey";
     std::sort(keys.begin(), keys.end(), KeyLess);
-
     stage = "BuildVectorArray: Can't allocate memory for vector pointers";
-    context->blockSlots.assign(context->totalBlocks, 0);
-    context->vectors.clear();
-    context->counts.clear();
-    for (size_t i = 0; i < keys.size(); ++i) {
-      if (i == 0 || keys[i].high != keys[i - 1].high || keys[i].low != keys[i - 1].low) {
-        context->vectors.push_back(blockVectors[keys[i].block]);
-        context->counts.push_back(0);
-      }
-      context->counts.back()++;
-      context->blockSlots[keys[i].block] = static_cast<uint32_t>(context->vectors.size() - 1);
-    }
-    context->entries.assign(context->vectors.size(), 0);
-    context->distances.assign(context->vectors.size(), 0);
+    BuildVectorArray(keys, blockVectors, context);
   } catch (const std::bad_alloc &) {
     PVR_ShowStarred("%s", stage);
     return false;
