@@ -61,11 +61,27 @@ void FillBlock(PVR_Image *image, int bx, int by, const uint8_t (&texels)[4][4]) 
 
 void Put16(Bytes &out, uint32_t v) { out.push_back(v & 0xFF), out.push_back((v >> 8) & 0xFF); }
 void Put32(Bytes &out, uint32_t v) { Put16(out, v & 0xFFFF), Put16(out, v >> 16); }
-void PutText(Bytes &out, const char *text) { out.insert(out.end(), text, text + 4); }
+void PutText(Bytes &out, const char *text) {
+  for (int i = 0; i < 4; ++i) out.push_back(static_cast<uint8_t>(text[i]));
+}
 void PutEntry(Bytes &out, uint32_t tl, uint32_t bl, uint32_t tr, uint32_t br) {
   Put16(out, tl), Put16(out, bl), Put16(out, tr), Put16(out, br);
 }
 void PutRepeated(Bytes &out, size_t count, uint8_t value) { out.insert(out.end(), count, value); }
+// The texture chunk's head: "PVRT", length, category word, width, height.
+Bytes Head(uint32_t length, uint32_t category, uint32_t side) {
+  Bytes out;
+  PutText(out, "PVRT");
+  Put32(out, length), Put32(out, category);
+  Put16(out, side), Put16(out, side);
+  return out;
+}
+// Index byte of twiddled position t in a square index image: x from the odd
+// bits, y from the even bits.
+void Untwiddle(uint32_t t, uint32_t *x, uint32_t *y) {
+  *x = *y = 0;
+  for (int bit = 0; bit < 16; ++bit) *y |= ((t >> (2 * bit)) & 1) << bit, *x |= ((t >> (2 * bit + 1)) & 1) << bit;
+}
 
 // Compresses and writes; returns the file (empty when refused or not written).
 Bytes Compress(PVR_VQOptions options, PVR_Input input, int32_t globalIndex = -1) {
@@ -109,19 +125,15 @@ TEST(VQExpected, DistinctBlocksKeepTreeOrderWithoutQuantisation) {
       t[0] = 255, t[1] = static_cast<uint8_t>(8 * (i / 8)), t[2] = static_cast<uint8_t>(4 * (i % 8)), t[3] = 0;
     }
   }
-  Bytes expected;
-  PutText(expected, "PVRT");
-  Put32(expected, 18440);  // 8 x 256 + 8 + 128 x 128
-  Put32(expected, 0x0301);  // RGB565, VQ
-  Put16(expected, 256), Put16(expected, 256);
+  Bytes expected = Head(18440, 0x0301, 256);  // 8 x 256 + 8 + 128 x 128; RGB565, VQ
   for (int i = 0; i < 256; ++i) {
     // red 8a keeps 5 bits a (a < 32), green 4b keeps 6 bits b.
     uint32_t word = static_cast<uint32_t>((i / 8) << 11 | (i % 8) << 5);
     PutEntry(expected, word, word, word, word);
   }
   for (uint32_t t = 0; t < 128 * 128; ++t) {
-    uint32_t x = 0, y = 0;
-    for (int bit = 0; bit < 7; ++bit) y |= ((t >> (2 * bit)) & 1) << bit, x |= ((t >> (2 * bit + 1)) & 1) << bit;
+    uint32_t x, y;
+    Untwiddle(t, &x, &y);
     expected.push_back(static_cast<uint8_t>((x + 7 * y) % 256));
   }
   EXPECT_EQ(Compress(Options(kVQRGB565, false, false, 3), Single(image)), expected);
@@ -139,11 +151,7 @@ TEST(VQExpected, KeyOrderOfBothAlgorithms) {
   for (int algorithm : {3, 4}) {
     SCOPED_TRACE(algorithm);
     uint8_t red = algorithm == 3 ? 1 : 0, green = algorithm == 3 ? 0 : 1;
-    Bytes expected;
-    PutText(expected, "PVRT");
-    Put32(expected, 18440);
-    Put32(expected, 0x0301);
-    Put16(expected, 256), Put16(expected, 256);
+    Bytes expected = Head(18440, 0x0301, 256);
     for (int e = 0; e < 256; ++e) {
       uint32_t word = e == red ? 0xF800 : e == green ? 0x07E0 : 0;
       PutEntry(expected, word, word, word, word);
@@ -160,11 +168,8 @@ TEST(VQExpected, KeyOrderOfBothAlgorithms) {
 TEST(VQExpected, MipmapIndexImagesSmallestFirstThenTenZeros) {
   PVR_Input input;
   for (int k = 0; k < 9; ++k) input.levels.push_back(Uniform(256 >> k, 255, static_cast<uint8_t>(8 * (k + 1)), 0, 0));
-  Bytes expected;
-  PutText(expected, "PVRT");
-  Put32(expected, 8 * 256 + 8 + 10 + 16384 + 4096 + 1024 + 256 + 64 + 16 + 4 + 1 + 1);
-  Put32(expected, 0x0401);  // RGB565, VQ with mipmaps
-  Put16(expected, 256), Put16(expected, 256);
+  // RGB565, VQ with mipmaps.
+  Bytes expected = Head(8 * 256 + 8 + 10 + 16384 + 4096 + 1024 + 256 + 64 + 16 + 4 + 1 + 1, 0x0401, 256);
   for (int e = 0; e < 256; ++e) {
     uint32_t word = e < 9 ? static_cast<uint32_t>((e + 1) << 11) : 0;
     PutEntry(expected, word, word, word, word);
@@ -188,18 +193,14 @@ TEST(VQExpected, SmallCodebookOf64x64HasOneHundredTwentyEightEntries) {
       if ((x / 2 + y / 2) % 2 == 1) image.At(x, y)[3] = 128;
     }
   }
-  Bytes expected;
-  PutText(expected, "PVRT");
-  Put32(expected, 2056);
-  Put32(expected, 0x1001);
-  Put16(expected, 64), Put16(expected, 64);
+  Bytes expected = Head(2056, 0x1001, 64);
   for (int e = 0; e < 128; ++e) {
     uint32_t word = e == 0 ? 64 >> 3 : e == 1 ? 128 >> 3 : 0;
     PutEntry(expected, word, word, word, word);
   }
   for (uint32_t t = 0; t < 32 * 32; ++t) {
-    uint32_t x = 0, y = 0;
-    for (int bit = 0; bit < 5; ++bit) y |= ((t >> (2 * bit)) & 1) << bit, x |= ((t >> (2 * bit + 1)) & 1) << bit;
+    uint32_t x, y;
+    Untwiddle(t, &x, &y);
     expected.push_back(static_cast<uint8_t>((x + y) % 2));
   }
   EXPECT_EQ(Compress(Options(kVQRGB565, true, false, 4), Single(image)), expected);
@@ -256,11 +257,8 @@ TEST(VQExpected, OneByOneLevelMatchesBottomRightTexels) {
   FillBlock(&input.levels[0], 0, 0, corner);
   for (int side : {8, 4, 2}) input.levels.push_back(Uniform(side, 255, 248, 0, 0));
   input.levels.push_back(Uniform(1, 255, 0, 252, 0));
-  Bytes expected;
-  PutText(expected, "PVRT");
-  Put32(expected, 8 * 16 + 8 + 10 + 64 + 16 + 4 + 1 + 1);
-  Put32(expected, 0x1101);  // RGB565, small VQ with mipmaps
-  Put16(expected, 16), Put16(expected, 16);
+  // RGB565, small VQ with mipmaps.
+  Bytes expected = Head(8 * 16 + 8 + 10 + 64 + 16 + 4 + 1 + 1, 0x1101, 16);
   PutEntry(expected, 0, 0, 0, 0x07E0);  // black with a green bottom-right
   PutEntry(expected, 0x07E0, 0x07E0, 0x07E0, 0x07E0);
   PutEntry(expected, 0xF800, 0xF800, 0xF800, 0xF800);
@@ -513,13 +511,6 @@ TEST(VQExpected, DriverFallbacksAndFailures) {
   EXPECT_FALSE(PVR_EncodeVQ(&settings, Uniform(64, 255, 9, 9, 9), hooks));
   EXPECT_EQ(built, 1);
   EXPECT_FALSE(vktest::Exists(settings.outputName));
-}
-
-TEST(VQExpected, Tags) {
-  EXPECT_STREQ(PVR_VQTag(kTexFormatVQ, 4), "[VQ4]");
-  EXPECT_STREQ(PVR_VQTag(kTexFormatVQ, 3), "[VQ3]");
-  EXPECT_STREQ(PVR_VQTag(kTexFormatSmallVQ, 4), "[SMALLVQ4]");
-  EXPECT_STREQ(PVR_VQTag(kTexFormatSmallVQ, 3), "[SMALLVQ3]");
 }
 
 }  // namespace
