@@ -37,15 +37,18 @@ struct Fixture {
   }
 };
 
+// Arguments: side, algorithm, threads (0: every core).
 void BM_VQEndToEnd(benchmark::State &state) {
   const int side = static_cast<int>(state.range(0));
   const int algorithm = static_cast<int>(state.range(1));
+  const int threads = static_cast<int>(state.range(2));
   Fixture fixture(side);
   SetInfoStream(nullptr);
   for (auto _ : state) {
     PVR_Input input = vqtest::BoxMipmaps(fixture.Read(side), true);
     PVR_VQOptions options;
     options.algorithm = algorithm;
+    options.threads = threads;
     PVR_VQOutput output;
     bool ok = PVR_CompressVQ(options, &input, &output) &&
               PVR_WriteVQPVRFile(&output, fixture.pvrName.c_str(), -1);
@@ -56,10 +59,14 @@ void BM_VQEndToEnd(benchmark::State &state) {
   state.counters["PSNR_dB"] = vqtest::VQFilePSNR(std::vector<uint8_t>(file.begin(), file.end()), fixture.image);
 }
 BENCHMARK(BM_VQEndToEnd)
-    ->Args({1024, 4})
-    ->Args({1024, 3})
-    ->Args({256, 4})
-    ->Args({256, 3})
+    ->Args({1024, 4, 0})
+    ->Args({1024, 4, 1})
+    ->Args({1024, 3, 0})
+    ->Args({1024, 3, 1})
+    ->Args({256, 4, 0})
+    ->Args({256, 4, 1})
+    ->Args({256, 3, 0})
+    ->Args({256, 3, 1})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

@@ -109,7 +109,10 @@ void RefinePass(Context *context, int pass, int32_t step, std::vector<Sums> *wor
       if ((b & 3) < summedFirst) continue;
       uint64_t sum = 0;
       for (const Sums &sums : *workerSums) sum += sums.bytes[e][b];
-      float value = static_cast<float>(sum) * scale + 0.49999f;
+      // Single precision, product and sum rounded apart (two statements, so
+      // no fused multiply-add).
+      float value = static_cast<float>(sum) * scale;
+      value += 0.49999f;
       context->codebook[e].bytes[b] = static_cast<uint8_t>(static_cast<int>(value));
     }
     QuantiseEntry(context->texelFormat, &context->codebook[e]);

@@ -302,7 +302,8 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
         if (counts[e] == 0) continue;
         for (int b = 0; b < 16; b++) {
           if (b % 4 == 0 && !HasAlpha(format)) continue;
-          float value = static_cast<float>(sums[e][b]) * (1.0f / static_cast<float>(counts[e])) + 0.49999f;
+          float value = static_cast<float>(sums[e][b]) * (1.0f / static_cast<float>(counts[e]));
+          value = value + 0.49999f;
           codebook[e][b] = static_cast<uint8_t>(static_cast<int>(value));
         }
         QuantiseVector(format, codebook[e]);
