@@ -12,6 +12,10 @@
 #include <system_error>
 #include <thread>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "texture/vq_internal.h"
 
 namespace vq {
@@ -57,6 +61,24 @@ class Progress {
   double last_ = 0.0;
 };
 
+// Adds count times the vector's bytes to the sums.
+inline void AddVector(const Vector &v, uint32_t count, uint32_t *sum) {
+#ifdef __SSE2__
+  if (count == 1) {
+    const __m128i zero = _mm_setzero_si128();
+    __m128i bytes = _mm_load_si128(reinterpret_cast<const __m128i *>(v.bytes));
+    __m128i low = _mm_unpacklo_epi8(bytes, zero), high = _mm_unpackhi_epi8(bytes, zero);
+    __m128i *out = reinterpret_cast<__m128i *>(sum);
+    _mm_storeu_si128(out, _mm_add_epi32(_mm_loadu_si128(out), _mm_unpacklo_epi16(low, zero)));
+    _mm_storeu_si128(out + 1, _mm_add_epi32(_mm_loadu_si128(out + 1), _mm_unpackhi_epi16(low, zero)));
+    _mm_storeu_si128(out + 2, _mm_add_epi32(_mm_loadu_si128(out + 2), _mm_unpacklo_epi16(high, zero)));
+    _mm_storeu_si128(out + 3, _mm_add_epi32(_mm_loadu_si128(out + 3), _mm_unpackhi_epi16(high, zero)));
+    return;
+  }
+#endif
+  for (int b = 0; b < kVectorBytes; ++b) sum[b] += count * v.bytes[b];
+}
+
 void QuantiseEntry(int32_t texelFormat, Vector *entry) {
   for (int t = 0; t < 4; ++t) QuantiseTexel(texelFormat, entry->bytes + 4 * t);
 }
@@ -75,27 +97,28 @@ void RefinePass(Context *context, int pass, int32_t step, std::vector<Sums> *wor
   table->Load(codebook, size, kAlpha, context->wideSearch);
 
   for (Sums &sums : *workerSums) std::memset(&sums, 0, sizeof sums);
+  const Vector *vectors = context->vectors.data();
+  const uint32_t *counts = context->counts.data();
+  uint32_t *entries = context->entries.data();
+  uint32_t *distances = context->distances.data();
   ParallelRanges(context->threads, visits, [&](size_t begin, size_t end, int worker) {
     Sums &sums = (*workerSums)[worker];
     for (size_t k = begin; k < end; ++k) {
       size_t i = start + k * step;
-      const uint8_t *v = context->vectors[i].bytes;
+      const uint8_t *v = vectors[i].bytes;
       uint32_t entry, distance;
       if (pass == 1) {
         distance = kFirstSearchDistance;
-        entry = table->Nearest(v, 0, &distance);
+        entry = table->Nearest(v, 0, &distance, 0);
       } else {
-        entry = context->entries[i];
+        entry = entries[i];
         distance = VectorDistance<kAlpha>(v, codebook[entry].bytes);
-        if (distance > context->distances[i]) entry = table->Nearest(v, entry, &distance);
+        if (distance > distances[i]) entry = table->Nearest(v, entry, &distance, entry);
       }
-      context->entries[i] = entry;
-      context->distances[i] = distance;
-      uint32_t count = context->counts[i];
-      uint32_t *sum = sums.bytes[entry];
-      Vector copy = context->vectors[i];  // a copy the sums cannot alias, so the loop vectorises
-      for (int b = 0; b < kVectorBytes; ++b) sum[b] += count * copy.bytes[b];  // alpha sums unused without alpha
-      sums.count[entry] += count;
+      entries[i] = entry;
+      distances[i] = distance;
+      AddVector(vectors[i], counts[i], sums.bytes[entry]);  // alpha sums unused without alpha
+      sums.count[entry] += counts[i];
     }
   });
   progress->Visited(visits);
@@ -134,7 +157,7 @@ void FinalMatch(Context *context) {
   ParallelRanges(context->threads, context->vectors.size(), [&](size_t begin, size_t end, int) {
     for (size_t i = begin; i < end; ++i) {
       uint32_t distance = UINT32_MAX;
-      context->entries[i] = table->Nearest(context->vectors[i].bytes, 0, &distance);
+      context->entries[i] = table->Nearest(context->vectors[i].bytes, 0, &distance, context->entries[i]);
       context->distances[i] = distance;
     }
   });

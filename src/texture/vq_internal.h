@@ -7,6 +7,10 @@
 #include <functional>
 #include <vector>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "texture/vq.h"
 
 namespace vq {
@@ -94,6 +98,21 @@ inline uint32_t TexelDistance(const uint8_t *a, const uint8_t *b) {
 
 template <bool kAlpha>
 inline uint32_t VectorDistance(const uint8_t *a, const uint8_t *b) {
+#ifdef __SSE2__
+  if constexpr (!kAlpha) {
+    // Alpha bytes masked off; 16-bit differences, squares summed in pairs.
+    const __m128i rgb = _mm_set1_epi32(static_cast<int>(0xFFFFFF00u));
+    const __m128i zero = _mm_setzero_si128();
+    __m128i va = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)), rgb);
+    __m128i vb = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(b)), rgb);
+    __m128i dLow = _mm_sub_epi16(_mm_unpacklo_epi8(va, zero), _mm_unpacklo_epi8(vb, zero));
+    __m128i dHigh = _mm_sub_epi16(_mm_unpackhi_epi8(va, zero), _mm_unpackhi_epi8(vb, zero));
+    __m128i sum = _mm_add_epi32(_mm_madd_epi16(dLow, dLow), _mm_madd_epi16(dHigh, dHigh));
+    sum = _mm_add_epi32(sum, _mm_shuffle_epi32(sum, 0x4E));
+    sum = _mm_add_epi32(sum, _mm_shuffle_epi32(sum, 0xB1));
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(sum));
+  }
+#endif
   return TexelDistance<kAlpha>(a, b) + TexelDistance<kAlpha>(a + 4, b + 4) +
          TexelDistance<kAlpha>(a + 8, b + 8) + TexelDistance<kAlpha>(a + 12, b + 12);
 }
@@ -104,8 +123,9 @@ struct SearchTable {
   void Load(const Vector *entries, int32_t entryCount, bool withAlpha, bool allowWide);
   // The plain search from (bestEntry, *best): walks the entries in order and
   // moves only to a strictly smaller distance. Returns the entry and leaves
-  // its distance in *best.
-  uint32_t Nearest(const uint8_t *v, uint32_t bestEntry, uint32_t *best) const;
+  // its distance in *best. `pivot` is any entry (best near v): entries much
+  // further from it than v is are passed over, which cannot change the result.
+  uint32_t Nearest(const uint8_t *v, uint32_t bestEntry, uint32_t *best, uint32_t pivot) const;
 
   const Vector *codebook = nullptr;
   int32_t size = 0;
@@ -114,6 +134,8 @@ struct SearchTable {
   // Byte pairs of every entry as two 16-bit halves, and the alpha bytes.
   alignas(32) uint32_t pairs[8][kMaxEntries];
   alignas(32) uint32_t alphas[4][kMaxEntries];
+  // Without alpha, the distances between entries, one row per entry.
+  std::vector<uint32_t> pivotDistances;
 };
 
 // Runs body(begin, end, worker) over [0, count) cut into one contiguous range

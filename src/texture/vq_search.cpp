@@ -69,13 +69,28 @@ __attribute__((target("avx2"))) uint32_t LocateMinimum(const uint32_t *distances
 // pairs; each pair's squared differences are summed by one multiply-add.
 constexpr int kRgbPairs[6][2] = {{1, 2}, {3, 5}, {6, 7}, {9, 10}, {11, 13}, {14, 15}};
 
-__attribute__((target("avx2"))) uint32_t NearestRgb(const SearchTable &table, const uint8_t *v,
-                                                    uint32_t bestEntry, uint32_t *best) {
-  alignas(32) uint32_t distances[kMaxEntries];
+// Distances (red, green, blue) from v to the entries of the groups of eight
+// that may hold an entry at most as far from v as the pivot is: an entry e
+// with D(pivot, e) > 4 D(v, pivot) lies further from v than the pivot
+// (triangle inequality), so a group of such entries is skipped (stored as
+// the largest distance). Without a pivot row nothing is skipped.
+__attribute__((target("avx2"))) __m256i RgbDistances(const SearchTable &table, const uint8_t *v,
+                                                     const uint32_t *pivotRow, uint32_t limit,
+                                                     uint32_t *distances) {
   __m256i pairs[6];
   for (int p = 0; p < 6; ++p) pairs[p] = _mm256_set1_epi32(v[kRgbPairs[p][0]] | v[kRgbPairs[p][1]] << 16);
-  __m256i low = _mm256_set1_epi32(-1);
+  const __m256i far = _mm256_set1_epi32(-1);
+  const __m256i beyond = _mm256_set1_epi32(static_cast<int>(limit + 1));
+  __m256i low = far;
   for (int32_t e = 0; e < table.size; e += 8) {
+    if (pivotRow != nullptr) {
+      __m256i pivot = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pivotRow + e));
+      __m256i outside = _mm256_cmpeq_epi32(_mm256_max_epu32(pivot, beyond), pivot);  // pivot >= limit + 1
+      if (_mm256_movemask_ps(_mm256_castsi256_ps(outside)) == 0xFF) {
+        _mm256_store_si256(reinterpret_cast<__m256i *>(distances + e), far);
+        continue;
+      }
+    }
     __m256i sum = _mm256_setzero_si256();
     for (int p = 0; p < 6; ++p) {
       __m256i c = _mm256_load_si256(reinterpret_cast<const __m256i *>(&table.pairs[p][e]));
@@ -85,6 +100,25 @@ __attribute__((target("avx2"))) uint32_t NearestRgb(const SearchTable &table, co
     _mm256_store_si256(reinterpret_cast<__m256i *>(distances + e), sum);
     low = _mm256_min_epu32(low, sum);
   }
+  return low;
+}
+
+// Row e: the distances from entry e to every entry.
+__attribute__((target("avx2"))) void FillPivotDistances(SearchTable *table) {
+  table->pivotDistances.resize(static_cast<size_t>(table->size) * table->size);
+  alignas(32) uint32_t row[kMaxEntries];
+  for (int32_t e = 0; e < table->size; ++e) {
+    RgbDistances(*table, table->codebook[e].bytes, nullptr, UINT32_MAX, row);
+    std::memcpy(&table->pivotDistances[static_cast<size_t>(e) * table->size], row, sizeof(uint32_t) * table->size);
+  }
+}
+
+__attribute__((target("avx2"))) uint32_t NearestRgb(const SearchTable &table, const uint8_t *v,
+                                                    uint32_t bestEntry, uint32_t *best, uint32_t pivot) {
+  alignas(32) uint32_t distances[kMaxEntries];
+  uint32_t pivotDistance = VectorDistance<false>(v, table.codebook[pivot].bytes);
+  const uint32_t *row = &table.pivotDistances[static_cast<size_t>(pivot) * table.size];
+  __m256i low = RgbDistances(table, v, row, 4 * pivotDistance, distances);
   uint32_t minimum;
   uint32_t entry = LocateMinimum(distances, table.size, low, &minimum);
   if (minimum >= *best) return bestEntry;
@@ -144,13 +178,15 @@ void SearchTable::Load(const Vector *entries, int32_t entryCount, bool withAlpha
       for (int p = 0; p < 6; ++p) pairs[p][e] = static_cast<uint32_t>(c[kRgbPairs[p][0]] | c[kRgbPairs[p][1]] << 16);
     }
   }
+  if (!hasAlpha) FillPivotDistances(this);
 #endif
 }
 
-uint32_t SearchTable::Nearest(const uint8_t *v, uint32_t bestEntry, uint32_t *best) const {
+uint32_t SearchTable::Nearest(const uint8_t *v, uint32_t bestEntry, uint32_t *best, uint32_t pivot) const {
 #ifdef VQ_HAVE_AVX2_PATH
-  if (wide) return hasAlpha ? NearestArgb(*this, v, bestEntry, best) : NearestRgb(*this, v, bestEntry, best);
+  if (wide) return hasAlpha ? NearestArgb(*this, v, bestEntry, best) : NearestRgb(*this, v, bestEntry, best, pivot);
 #endif
+  static_cast<void>(pivot);
   return hasAlpha ? WalkEntries<true>(v, codebook, size, bestEntry, best)
                   : WalkEntries<false>(v, codebook, size, bestEntry, best);
 }
