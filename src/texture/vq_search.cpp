@@ -2,10 +2,12 @@
 // (entries walked in order, moving only to a strictly smaller distance, from
 // a given best entry and distance): the lowest entry of smallest distance
 // when that distance is below the starting one, else the starting entry. On
-// processors with AVX2 all distances are computed eight entries at a time
+// processors with AVX2 the distances are computed eight entries at a time
 // from a transposed copy of the codebook and the minimum is then located;
-// elsewhere the entries are walked with partial sums that stop once they
-// reach the best.
+// without alpha (a true squared Euclidean distance) groups of entries that
+// are all much further from a pivot entry than the vector is are skipped,
+// as none of them can be as near as the pivot. Elsewhere the entries are
+// walked with partial sums that stop once they reach the best.
 #include <cstring>
 
 #include "texture/vq_internal.h"
