@@ -66,7 +66,9 @@ bool PVR_WriteVQPVRFile(const PVR_VQOutput *output, const char *name, int32_t gl
 // "[VQ3]", "[VQ4]", "[SMALLVQ3]" or "[SMALLVQ4]".
 const char *PVR_VQTag(int32_t textureFormat, int32_t vqAlgorithm);
 
-// The operations of the other encoders that the VQ driver uses.
+// The operations of the other encoders that the VQ driver uses; both must be
+// set (dither runs only when the settings ask for it, the mipmap builder only
+// with VQ mipmaps on).
 struct PVR_VQHooks {
   // Dithers one level in place for the settings' pixel format (and alpha
   // dither flag).
