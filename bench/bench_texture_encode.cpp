@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "texture/mipmap_oracle.h"
 #include "texture/pvr_encode.h"
 

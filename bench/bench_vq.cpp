@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "support/test_support.h"
 #include "support/vq_oracle.h"
 #include "texture/texture_io.h"

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "texture/pvr_header.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

@@ -2,7 +2,7 @@
 #include <new>
 #include <utility>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "texture/pvr_encode.h"
 #include "texture/pvr_format.h"
 #include "texture/pvr_texels.h"

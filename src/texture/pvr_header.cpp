@@ -13,7 +13,8 @@
 #include <string>
 #include <system_error>
 
-#include "frontend/console.h"
+#include "base/console.h"
+#include "base/file_names.h"
 #include "texture/pvr_format.h"
 
 namespace {

@@ -3,7 +3,8 @@
 #include <cstdio>
 #include <new>
 
-#include "frontend/console.h"
+#include "base/console.h"
+#include "base/file_names.h"
 #include "texture/pvr_encode.h"
 #include "texture/pvr_format.h"
 #include "texture/pvr_texels.h"

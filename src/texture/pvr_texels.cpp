@@ -1,7 +1,7 @@
 // 16-bit texel words, YUV422 pairs, and the PVR file assembly of the encoders.
 #include "texture/pvr_texels.h"
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "texture/pvr_format.h"
 #include "texture/texture_io.h"
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "frontend/console.h"
+#include "base/console.h"
 
 namespace {
 

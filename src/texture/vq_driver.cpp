@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "texture/vq.h"
 
 namespace {

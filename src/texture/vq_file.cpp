@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "texture/pvr_format.h"
 #include "texture/texture_io.h"
 #include "texture/vq.h"

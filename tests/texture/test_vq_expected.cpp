@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "support/test_support.h"
 #include "support/vq_oracle.h"
 #include "texture/pvr_format.h"

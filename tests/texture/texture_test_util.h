@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "frontend/console.h"
+#include "base/console.h"
 #include "mipmap_oracle.h"
 #include "support/test_support.h"
 #include "texture/pvr_decode.h"
