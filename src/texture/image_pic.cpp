@@ -145,13 +145,8 @@ int ReadImagePIC(const char *name, PVR_Image *image, std::string *why) {
     return FailImage(image);
   }
   if (!SidesUsable(width, height, why)) return FailImage(image);
-  try {
-    StartImage(image, width, height);
-  } catch (const std::bad_alloc &) {
-    PVR_ShowFramed(" cannot allocate memory. (%s)", name);
-    return FailImage(image);
-  }
   bool alpha = false;
+  long leastRow = 0;  // the fewest bytes a row of every packet can take
   for (int p = 0; p < packetCount; ++p) {
     if ((packets[p].channels & 0xF0) == 0) {
       PVR_ShowFramed(" illegal channel code. (%s)", name);
@@ -163,6 +158,22 @@ int ReadImagePIC(const char *name, PVR_Image *image, std::string *why) {
       return FailImage(image);
     }
     alpha = alpha || (packets[p].channels & kAlphaBit) != 0;
+    const int channels = ChannelCount(packets[p]);
+    // Plain: every pixel. Runs: one repeated pixel, after a count byte (up to
+    // 128 pixels) or a count byte and a 16-bit count.
+    leastRow += packets[p].type == kPacketPlain ? static_cast<long>(width) * channels
+                                                : (width <= 128 ? 1 : 3) + channels;
+  }
+  if (file.Remaining() < leastRow * height) {
+    SetWhy(why, "The PIC file is too short for %dx%d pixels: at least %ld bytes of pixel data, %ld present.", width,
+           height, leastRow * height, file.Remaining());
+    return FailImage(image);
+  }
+  try {
+    StartImage(image, width, height);
+  } catch (const std::bad_alloc &) {
+    PVR_ShowFramed(" cannot allocate memory. (%s)", name);
+    return FailImage(image);
   }
   for (int32_t y = 0; y < height; ++y) {
     for (int p = 0; p < packetCount; ++p) {

@@ -123,6 +123,12 @@ int ReadImagePIX(const char *name, const PVR_Settings &settings, PVR_Image *imag
     return FailImage(image);
   }
   if (!SidesUsable(header.width, header.height, why)) return FailImage(image);
+  const long leastRuns = (static_cast<long>(header.width) * header.height + 254) / 255;
+  if (file.Remaining() < 4 * leastRuns) {
+    SetWhy(why, "The PIX file is too short for %dx%d texels: at least %ld runs of 4 bytes, %ld bytes present.",
+           header.width, header.height, leastRuns, file.Remaining());
+    return FailImage(image);
+  }
   try {
     StartImage(image, header.width, header.height);
   } catch (const std::bad_alloc &) {

@@ -113,14 +113,12 @@ uint8_t *TexelOf(PVR_Image *image, long n) {
 bool ReadPlain(SourceFile &file, const PixelDecoder &decoder, PVR_Image *image, std::string *why) {
   const size_t pixelBytes = static_cast<size_t>(decoder.bits) / 8;
   const size_t rowBytes = pixelBytes * static_cast<size_t>(image->width);
-  if (static_cast<unsigned long>(file.Remaining()) < rowBytes * static_cast<size_t>(image->height)) {
-    SetWhy(why, "The TGA pixel data needs %zu bytes from byte %ld but the file holds %ld bytes.",
-           rowBytes * static_cast<size_t>(image->height), file.Position(), file.Size());
-    return false;
-  }
   std::vector<uint8_t> row(rowBytes);
   for (int32_t r = 0; r < image->height; ++r) {
-    if (!file.Read(row.data(), row.size())) return false;
+    if (!file.Read(row.data(), row.size())) {
+      SetWhy(why, "The TGA file could not be read to its end.");
+      return false;
+    }
     uint8_t *texel = image->At(0, image->height - 1 - r);
     for (int32_t x = 0; x < image->width; ++x, texel += 4) {
       if (!decoder.Put(&row[pixelBytes * static_cast<size_t>(x)], texel, why)) return false;
@@ -206,6 +204,14 @@ int ReadImageTGA(const char *name, PVR_Image *image, std::string *why) {
     SetWhy(why, "The colour-mapped TGA has no colour map.");
     return FailImage(image);
   }
+  bool packed = (header.imageType & kTypeRunLength) != 0;
+  const long total = static_cast<long>(header.width) * header.height;
+  const long least = packed ? (total + 127) / 128 * (1 + bits / 8) : total * (bits / 8);
+  if (file.Remaining() < least) {
+    SetWhy(why, "The TGA pixel data needs %s%ld bytes from byte %ld but the file holds %ld bytes.",
+           packed ? "at least " : "", least, file.Position(), file.Size());
+    return FailImage(image);
+  }
   try {
     StartImage(image, header.width, header.height);
   } catch (const std::bad_alloc &) {
@@ -213,7 +219,6 @@ int ReadImageTGA(const char *name, PVR_Image *image, std::string *why) {
     SetWhy(why, "Not enough memory for %dx%d texels.", header.width, header.height);
     return FailImage(image);
   }
-  bool packed = (header.imageType & kTypeRunLength) != 0;
   if (!(packed ? ReadRunLength(file, decoder, image, why) : ReadPlain(file, decoder, image, why))) {
     return FailImage(image);
   }
