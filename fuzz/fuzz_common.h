@@ -17,12 +17,14 @@
 namespace fuzz {
 
 // Created on first use (in memory-backed /dev/shm when there is one, else
-// /tmp), removed at exit.
-inline const std::string &Scratch() {
-  static const std::string folder = [] {
-    std::string pattern = std::filesystem::is_directory("/dev/shm") ? "/dev/shm/vkfuzz-XXXXXX" : "/tmp/vkfuzz-XXXXXX";
-    const char *made = mkdtemp(pattern.data());
-    if (made == nullptr) std::abort();
+// /tmp), removed at exit. The name is kept in a plain array so that the exit
+// handler never sees a destroyed string.
+inline const char *Scratch() {
+  static char folder[64] = "";
+  if (folder[0] == '\0') {
+    std::snprintf(folder, sizeof folder, "%s/vkfuzz-XXXXXX",
+                  std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp");
+    if (mkdtemp(folder) == nullptr) std::abort();
     SetMessageStream(nullptr);
     SetInfoStream(nullptr);
     SetErrorStream(nullptr);
@@ -32,12 +34,11 @@ inline const std::string &Scratch() {
       std::error_code ec;
       std::filesystem::remove_all(Scratch(), ec);
     });
-    return std::string(made);
-  }();
+  }
   return folder;
 }
 
-inline std::string Path(const char *name) { return Scratch() + "/" + name; }
+inline std::string Path(const char *name) { return std::string(Scratch()) + "/" + name; }
 
 // Replaces the file (unlinked first: rewriting a truncated file makes some
 // file systems flush it on close, which is slow).
