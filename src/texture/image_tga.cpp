@@ -197,10 +197,15 @@ int ReadImageTGA(const char *name, PVR_Image *image, std::string *why) {
   }
   std::vector<uint8_t> map;
   PixelDecoder decoder{bits, nullptr, header.mapFirst};
-  if (header.mapType == 1) {
+  if (header.mapType == 1 && bits == 8 && kind != 3) {
     if (!ReadColourMap(file, header, &map, why)) return FailImage(image);
-    if (bits == 8 && kind != 3) decoder.map = &map;
-  } else if (bits == 8 && kind == 1) {
+    decoder.map = &map;
+  } else if (header.mapType == 1) {  // a colour map the pixels do not use
+    if (!file.Skip(static_cast<long>((header.mapEntryBits + 7) / 8) * header.mapLength)) {
+      SetWhy(why, "The TGA colour map runs past the end of the file.");
+      return FailImage(image);
+    }
+  } else if (bits == 8 && kind != 3) {
     SetWhy(why, "The colour-mapped TGA has no colour map.");
     return FailImage(image);
   }

@@ -50,28 +50,14 @@ std::string Channels(const uint8_t *t, bool alpha) {
   return out;
 }
 
-// One PIC packet's row as mixed runs.
-void PicRuns(std::string &out, const std::vector<std::string> &pixels) {
-  size_t i = 0;
-  while (i < pixels.size()) {
-    size_t same = 1;
-    while (i + same < pixels.size() && pixels[i + same] == pixels[i] && same < 65535) ++same;
-    if (same >= 2) {
-      if (same <= 128) {
-        Byte(out, static_cast<uint32_t>(same + 127));
-      } else {
-        Byte(out, 128);
-        Be16(out, static_cast<uint32_t>(same));
-      }
-      out += pixels[i];
-      i += same;
-      continue;
-    }
-    size_t start = i;
-    while (i < pixels.size() && i - start < 128 && !(i + 1 < pixels.size() && pixels[i + 1] == pixels[i])) ++i;
-    if (i == start) ++i;
-    Byte(out, static_cast<uint32_t>(i - start - 1));
-    for (size_t k = start; k < i; ++k) out += pixels[k];
+// Equal neighbours of `items` as runs of at most `longest`: emit(first, count).
+template <typename Emit>
+void Runs(const std::vector<std::string> &items, size_t longest, Emit emit) {
+  for (size_t i = 0; i < items.size();) {
+    size_t n = 1;
+    while (i + n < items.size() && n < longest && items[i + n] == items[i]) ++n;
+    emit(items[i], n);
+    i += n;
   }
 }
 
@@ -161,8 +147,16 @@ std::string Pic(const PVR_Image &image, bool alpha, bool runs) {
         const uint8_t *t = image.At(x, y);
         pixels.push_back(packet == 0 ? Channels(t, false) : std::string(1, static_cast<char>(t[kTexelA])));
       }
-      if (runs) {
-        PicRuns(out, pixels);
+      if (runs) {  // a single pixel as a literal run, else a repeat (16-bit count past 128)
+        Runs(pixels, 65535, [&](const std::string &p, size_t n) {
+          if (n == 1) Byte(out, 0);
+          if (n > 1 && n <= 128) Byte(out, static_cast<uint32_t>(n + 127));
+          if (n > 128) {
+            Byte(out, 128);
+            Be16(out, static_cast<uint32_t>(n));
+          }
+          out += p;
+        });
       } else {
         for (const std::string &p : pixels) out += p;
       }
@@ -172,18 +166,6 @@ std::string Pic(const PVR_Image &image, bool alpha, bool runs) {
 }
 
 namespace {
-// Runs of equal values (at most 255 long) over all texels in order.
-template <typename Key, typename Emit>
-void Runs(const PVR_Image &image, Key key, Emit emit) {
-  const size_t total = image.texels.size() / 4;
-  size_t i = 0;
-  while (i < total) {
-    size_t n = 1;
-    while (i + n < total && n < 255 && key(&image.texels[4 * (i + n)]) == key(&image.texels[4 * i])) ++n;
-    emit(n, &image.texels[4 * i]);
-    i += n;
-  }
-}
 std::string PixHeader(const PVR_Image &image, uint32_t bits) {
   std::string out;
   Be16(out, static_cast<uint32_t>(image.width));
@@ -194,32 +176,30 @@ std::string PixHeader(const PVR_Image &image, uint32_t bits) {
 }
 }  // namespace
 
+// Every texel in order as one key (colour bytes or alpha).
+std::vector<std::string> Keys(const PVR_Image &image, bool alpha) {
+  std::vector<std::string> keys;
+  for (size_t i = 0; i < image.texels.size(); i += 4) {
+    keys.push_back(alpha ? std::string(1, static_cast<char>(image.texels[i])) : Channels(&image.texels[i], false));
+  }
+  return keys;
+}
+
 std::string Pix(const PVR_Image &image) {
   std::string out = PixHeader(image, 24);
-  Runs(
-      image, [](const uint8_t *t) { return Channels(t, false); },
-      [&](size_t n, const uint8_t *t) {
-        Byte(out, static_cast<uint32_t>(n));
-        Byte(out, t[kTexelB]);
-        Byte(out, t[kTexelG]);
-        Byte(out, t[kTexelR]);
-      });
+  Runs(Keys(image, false), 255, [&](const std::string &rgb, size_t n) {
+    out += {static_cast<char>(n), rgb[2], rgb[1], rgb[0]};
+  });
   return out;
 }
 
 std::string PixMask(const PVR_Image &image, int bitsPerPixel) {
   std::string out = PixHeader(image, static_cast<uint32_t>(bitsPerPixel));
-  Runs(
-      image, [](const uint8_t *t) { return t[kTexelA]; },
-      [&](size_t n, const uint8_t *t) {
-        Byte(out, static_cast<uint32_t>(n));
-        uint32_t v = bitsPerPixel == 8 ? t[kTexelA] : 255u - t[kTexelA];
-        Byte(out, v);
-        if (bitsPerPixel == 24) {
-          Byte(out, v);
-          Byte(out, v);
-        }
-      });
+  Runs(Keys(image, true), 255, [&](const std::string &a, size_t n) {
+    Byte(out, static_cast<uint32_t>(n));
+    char v = bitsPerPixel == 8 ? a[0] : static_cast<char>(255 - static_cast<uint8_t>(a[0]));
+    out += bitsPerPixel == 8 ? std::string(1, v) : std::string(3, v);
+  });
   return out;
 }
 
@@ -276,21 +256,10 @@ std::string Tga(const PVR_Image &image, int bitsPerPixel, bool runLength) {
     for (const std::string &p : pixels) out += p;
     return out;
   }
-  size_t i = 0;
-  while (i < pixels.size()) {
-    size_t same = 1;
-    while (i + same < pixels.size() && same < 128 && pixels[i + same] == pixels[i]) ++same;
-    if (same >= 2) {
-      Byte(out, static_cast<uint32_t>(0x80 | (same - 1)));
-      out += pixels[i];
-      i += same;
-      continue;
-    }
-    size_t start = i++;
-    while (i < pixels.size() && i - start < 128 && !(i + 1 < pixels.size() && pixels[i + 1] == pixels[i])) ++i;
-    Byte(out, static_cast<uint32_t>(i - start - 1));
-    for (size_t k = start; k < i; ++k) out += pixels[k];
-  }
+  Runs(pixels, 128, [&](const std::string &p, size_t n) {  // a single pixel as a literal packet
+    Byte(out, n == 1 ? 0 : static_cast<uint32_t>(0x80 | (n - 1)));
+    out += p;
+  });
   return out;
 }
 
