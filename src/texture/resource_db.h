@@ -132,8 +132,9 @@ const ResType *VKResDeclaredTypes(int32_t *count);
 VKResDB *VKResOpen(const char *name);
 // The same with another table of declared types.
 VKResDB *VKResOpenTyped(const char *name, const ResType *types, int32_t typeCount);
-// Reads every chunk from the start of the file; returns a ResStatus. Chunks
-// and records read before an error stay in the database.
+// Reads every chunk from the start of the file (releasing those of an earlier
+// load first); returns a ResStatus. Chunks and records read before an error
+// stay in the database.
 int VKResLoad(VKResDB *db);
 // The data block of the first record of the first chunk of that type, with
 // *status 1; null with *status 102 when there is none.

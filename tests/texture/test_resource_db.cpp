@@ -17,7 +17,6 @@ using namespace textest;
 namespace {
 
 using Tex = std::array<int32_t, 9>;  // the TextureTex fields in order
-constexpr Tex kDefaults = {-1, -1, 1, 0, 0, -1, -1, -1, 0};
 
 Tex AsArray(const void *data) {
   Tex fields;
