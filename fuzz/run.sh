@@ -8,7 +8,8 @@ set -u
 seconds=${1:-60}
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build-fuzz
-targets="bmp pic pix tga resource"
+# Every fuzz/fuzz_<name>.cpp is a target.
+targets=$(cd "$root/fuzz" && ls fuzz_*.cpp | sed 's/^fuzz_//; s/\.cpp$//')
 
 if ! command -v clang++ >/dev/null 2>&1; then
   echo "fuzz: clang++ not found; skipped"
