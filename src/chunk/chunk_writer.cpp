@@ -5,6 +5,7 @@
 #include "chunk/chunk_writer.h"
 
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "base/console.h"
@@ -22,6 +23,7 @@
 #include "process/strips.h"
 #include "process/tags.h"
 #include "scene/records.h"
+#include "texture/section.h"
 
 namespace {
 
@@ -104,10 +106,6 @@ void WriteDefaultBlock(const VKWriteInfo *info) {
   }
   VKPrintAscii(w, "\nDEFAULT_END\n\n");
 }
-
-// The texture-list section: written by the texture conversion, which this
-// program does not have yet; its place stays empty.
-void WriteTextureListSection(VKWriteInfo *) {}
 
 // ---- Object section -----------------------------------------------------------------------
 void WriteModelBlock(VKWriteInfo *info, ScNode *node) {
@@ -296,7 +294,12 @@ const ScModel *FindOversizedModel(const ScModel *model) {
 
 // The files of one run: the model file, and with -septex the data file and
 // the texture-list file. The info's flags are the run's again afterwards.
-VKStatus WriteFiles(VKWriteInfo *info) {
+//
+// With -septex the texture-list file is opened and written (textures
+// converted) before the data file, so that the data file's material chunks see
+// the alpha kinds found; it is committed after the data file, and not at all
+// when an object was illegal.
+VKStatus WriteFiles(VKWriteInfo *info, const VKWriterHooks *hooks) {
   VKWriter &w = *info->writer;
   const bool separate = (info->nodeList->optionbits2 & vkopt::kOutSeparateTexList) != 0;
   const bool binary = (info->flags & vkflag::kBinary) != 0;
@@ -304,9 +307,26 @@ VKStatus WriteFiles(VKWriteInfo *info) {
   const char *dataSuffix = separate ? suffixes.data : suffixes.model;
   if (VKStatus status = OpenOutput(info, dataSuffix); !status.ok()) return status;
   const uint32_t saved = info->flags;
+
+  std::optional<VKWriter> texWriter;
+  VKStatus texStatus;
+  const bool texFile = separate && TextureCount(info) > 0;
+  if (texFile) {
+    info->writer = &texWriter.emplace(hooks);
+    texStatus = OpenOutput(info, suffixes.texList);
+    if (texStatus.ok()) {
+      info->flags &= ~vkflag::kObjectSection;
+      WriteHeader(info);
+      if (ShowsTextureList(info)) SectionWriter(info);
+      WriteDefaultBlock(info);
+      info->flags = saved;
+    }
+    info->writer = &w;
+  }
+
   if (separate) info->flags &= ~vkflag::kTexListSection;
   WriteHeader(info);
-  if (ShowsTextureList(info)) WriteTextureListSection(info);
+  if (ShowsTextureList(info)) SectionWriter(info);
   int objects = 1;
   if (info->flags & vkflag::kObjectSection) objects = WriteObjectSection(info);
   WriteDefaultBlock(info);
@@ -315,17 +335,12 @@ VKStatus WriteFiles(VKWriteInfo *info) {
   if (!objects) return VKReportedStatus(VKStatusCode::kBadObject);
   if (!separate) return VKStatus{};
 
-  if (TextureCount(info) == 0) {
+  if (!texFile) {
     PrintInfo("[There is no texture]");
     return VKStatus{};
   }
-  if (VKStatus status = OpenOutput(info, suffixes.texList); !status.ok()) return status;
-  info->flags &= ~vkflag::kObjectSection;
-  WriteHeader(info);
-  if (ShowsTextureList(info)) WriteTextureListSection(info);
-  WriteDefaultBlock(info);
-  info->flags = saved;
-  return VKWriteClose(w);
+  if (!texStatus.ok()) return texStatus;
+  return VKWriteClose(*texWriter);
 }
 
 }  // namespace
@@ -361,7 +376,7 @@ VKStatus VKWriteChunkModel(const VKWriteRequest &request) {
   VKApplyMaterialTags(request.nodeList, info.flags);
   info.optimizeInfo = VKGetOptimizeInfo(request.nodeList, request.chunkFlags);
   VKMakeStrips(request.nodeList, info.optimizeInfo);
-  const VKStatus status = WriteFiles(&info);
+  const VKStatus status = WriteFiles(&info, request.hooks);
   VKFreeOptimizeInfo(info.optimizeInfo);
   return status;
 }
