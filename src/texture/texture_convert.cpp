@@ -50,11 +50,10 @@ bool LoadAndEncode(PVR_Settings *work, Encode encode) {
 
 bool EncodeVQ(PVR_Settings *work, PVR_Image image) {
   const int32_t width = image.width, height = image.height;
-  const PVR_VQHooks hooks{
-      [](PVR_Image *level, const PVR_Settings &settings) {
-        PVR_Dither(level, settings.pixelFormat, settings.alphaDither != 0);
-      },
-      PVR_SetMipmaps};
+  const PVR_VQHooks hooks{[](PVR_Image *level, const PVR_Settings &settings) {
+                            PVR_Dither(level, settings.pixelFormat, settings.alphaDither != 0);
+                          },
+                          PVR_SetMipmaps};
   if (!PVR_EncodeVQ(work, std::move(image), hooks)) return false;
   PVR_TexInfo &info = work->info;
   info.width = width;
@@ -94,8 +93,9 @@ bool Encode(PVR_Settings *work, int32_t format) {
     case kTexFormatStride: {
       const bool stride = format == kTexFormatStride;
       PrintInfo(stride ? "[Stride]" : "[Rectangle]");
-      return LoadAndEncode(work,
-                           [stride](PVR_Settings *s, PVR_Image image) { return PVR_EncodeRectangle(s, std::move(image), stride); });
+      return LoadAndEncode(work, [stride](PVR_Settings *s, PVR_Image image) {
+        return PVR_EncodeRectangle(s, std::move(image), stride);
+      });
     }
     case kTexFormatVQ:
     case kTexFormatSmallVQ:

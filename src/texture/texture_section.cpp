@@ -31,10 +31,9 @@ struct TextureWord {
   int32_t format;
   const char *word;
 };
-constexpr TextureWord kTextureWords[] = {{kTexFormatTwiddled, "TW"}, {kTexFormatRectangle, "RE"},
-                                         {kTexFormatStride, "ST"},   {kTexFormatVQ, "VQ"},
-                                         {kTexFormatSmallVQ, "SVQ"}, {kTexFormatPal4, "P4"},
-                                         {kTexFormatPal8, "P8"}};
+constexpr TextureWord kTextureWords[] = {
+    {kTexFormatTwiddled, "TW"}, {kTexFormatRectangle, "RE"}, {kTexFormatStride, "ST"}, {kTexFormatVQ, "VQ"},
+    {kTexFormatSmallVQ, "SVQ"}, {kTexFormatPal4, "P4"},      {kTexFormatPal8, "P8"}};
 
 constexpr size_t kCommentColumn = 16;  // the info comment starts after the name padded to this width
 
