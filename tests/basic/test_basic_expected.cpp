@@ -64,8 +64,16 @@ ScModel *MeshNode(const char *name, const float (*points)[3], int pointCount, co
   return model;
 }
 
-// The box with its lid; `woodTag` is put before the wood material's name.
-ScObject *BoxScene(const char *woodTag = "") {
+// Changes to the box scene for one case.
+struct SceneEdit {
+  const char *woodTag = "";        // put before the wood material's name
+  int woodKind = 4;                // ScMaterials kind of wood
+  const char *lidInstance = nullptr;  // the lid's instance-root name (it then has no mesh)
+  bool emptyLid = false;           // the lid's mesh without polygons
+};
+
+// The box with its lid.
+ScObject *BoxScene(const SceneEdit &edit = {}) {
   ScObject *scene = ScObjectAlloc("scene", 7);
   ScModel *box = scene->root = MeshNode(
       "box", kBoxPoints, 9, {{{0, 1, 2}, 0}, {{2, 1, 3}, 0}, {{1, 4, 5, 3}, 1}, {{4, 6, 7, 8, 5}, 1}});
@@ -74,16 +82,24 @@ ScObject *BoxScene(const char *woodTag = "") {
   const float diffuse[2][4] = {{0.8f, 0.6f, 0.4f, 1.0f}, {0.2f, 0.2f, 0.2f, 1.0f}};
   ScMaterials *entry = box->materials;
   for (int m = 0; m < 2; ++m, entry = entry->next) {
-    entry->name = ScVStrdup(m ? "stone" : (std::string(woodTag) + "wood").c_str());
-    entry->kind = 4;
+    entry->name = ScVStrdup(m ? "stone" : (std::string(edit.woodTag) + "wood").c_str());
+    entry->kind = m ? 4 : edit.woodKind;
     std::memcpy(entry->diffuse, diffuse[m], sizeof diffuse[m]);
     entry->specular[0] = entry->specular[1] = entry->specular[2] = entry->specular[3] = 1.0f;
     entry->specularPower = 8.0f;
     if (m == 0) entry->textures = ScTextureAlloc(1), entry->textures->picname = ScVStrdup("wood.bmp");
     entry->nbTexture = m == 0;
   }
-  ScModel *lid = box->child = MeshNode("lid", kLidPoints, 3, {{{0, 1, 2}, 0}});
+  std::vector<Face> lidFaces;
+  if (!edit.emptyLid) lidFaces.push_back({{0, 1, 2}, 0});
+  ScModel *lid = box->child = MeshNode("lid", kLidPoints, 3, lidFaces);
   lid->parent = box;
+  if (edit.lidInstance) {
+    ScMeshFree(lid->mesh);
+    lid->mesh = nullptr;
+    lid->hasMesh = 0;
+    lid->instroot = ScVStrdup(edit.lidInstance);
+  }
   lid->OPosition[2] = 1.5f;
   lid->OScale[2] = 2.0f;
   scene->modelCount = 2;
@@ -276,6 +292,98 @@ TEST_F(BasicExpected, BinaryFile) {
   words.stripFlags = kStrips;
   words.outputFlags |= 1;
   EXPECT_EQ(Convert(words, ".vk"), e.s);
+}
+
+// Options, tags, material kinds, instances and an empty mesh: the lines that
+// change, and a line that must not appear.
+TEST_F(BasicExpected, VariationsByOptionAndScene) {
+  struct Case {
+    const char *what;
+    basictest::Words words;
+    SceneEdit edit;
+    std::vector<std::string> present;
+    const char *absent = nullptr;
+    VKStatusCode status = VKStatusCode::kOk;
+  };
+  const std::string kPnorm = "\tPNORM(  0.000000F,  0.000000F,  1.000000F ),\n";
+  const Case cases[] = {
+      {"without strips: triangle lists, UVs in corner order",
+       {},
+       {},
+       {"POLYGON     pg3_0_box_box[]\nSTART\n    0, 1, 2,\n    2, 1, 3,\nEND\n\n",
+        "VERTUV      vuv3_0_box_box[]\nSTART\n\tUV( 0, 255 ),\n\tUV( 127, 255 ),\n\tUV( 0, 0 ),\n"
+        "\tUV( 0, 0 ),\n\tUV( 127, 255 ),\n\tUV( 127, 0 ),\nEND\n\n",
+        "TypeMatId ( 0x0000, 0 ),\nMeshNum     2,\nMeshes      pg3_0_box_box,",
+        "POLYGON     pg3_0_box_lid[]\nSTART\n    0, 1, 2,\nEND\n\n"},
+       "Strip("},
+      {"-polynormal: one normal per strip triangle, per quadrangle and per pentagon",
+       {0x80000000 | 0x20000000, 0x38000000, kStrips},
+       {},
+       {"POLYNORMAL  pnS_0_box_box[]\nSTART\n" + kPnorm + kPnorm + "END\n\n",
+        "POLYNORMAL  pn4_1_box_box[]\nSTART\n" + kPnorm + "END\n\n",
+        "POLYNORMAL  pnN_1_box_box[]\nSTART\n" + kPnorm + "END\n\n",
+        "POLYNORMAL  pnS_0_box_lid[]\nSTART\n" + kPnorm + "END\n\n",
+        "PolyNormal  pnN_1_box_box,\n"}},
+      {"-notexture: no UV list, texture number 0, no textured bit, a model-only header",
+       {0x80000000 | 0x2, 0x38000000, kStrips},
+       {},
+       {"/* VAD 0.86alpha1 VorkaAsciiModel (VKA) */\n",
+        "Exponent  (  5.0F ),\nAttrTexId ( 0x0, 0 ),\nAttrFlags ( 0x94002400 ),\nMATEND\n\nMATSTART",
+        "PolyNormal  NULL,\nVertColor   NULL,\nVertUV      NULL,\nMESHEND\n\nMESHSTART\nTypeMatId ( 0x4000, 1 )"},
+       "VERTUV"},
+      {"-pvc: no vertex-colour data in any scene, so no VERTCOLOR list",
+       {0x80000000, 0x38000000 | 0x2000, kStrips},
+       {},
+       {"VertColor   NULL,\nVertUV      vuvS_0_box_box,\n"},
+       "VERTCOLOR"},
+      {"name tags D and Na: double-sided, ignore ambient",
+       {0x80000000, 0x38000000, kStrips},
+       {.woodTag = "DNa_"},
+       {"AttrFlags ( 0x94a02440 ),\n"}},
+      {"-noflags: the tags stay in the name only",
+       {0x80000000 | 0x1000, 0x38000000, kStrips},
+       {.woodTag = "DNa_"},
+       {"AttrFlags ( 0x94202400 ),\n"}},
+      {"material kind 1 ignores light",
+       {0x80000000, 0x38000000, kStrips},
+       {.woodKind = 1},
+       {"AttrFlags ( 0x96202400 ),\n"}},
+      {"material kind 3 ignores specular",
+       {0x80000000, 0x38000000, kStrips},
+       {.woodKind = 3},
+       {"AttrFlags ( 0x94282400 ),\n"}},
+      {"an instance of the box's model: prototypes, the shared model, the prototype's child",
+       {0x80000000, 0x38000000, kStrips},
+       {.lidInstance = "box"},
+       {"/* INSTANCE OBJECT COUNT 1 */\nINSTANCE_PROTOTYPE_START\n\n"
+        "extern OBJECT      object_box_lid[];\nextern MODEL       model_box_box[];\n"
+        "\nINSTANCE_PROTOTYPE_END\n\n\n",
+        "OBJECT      object_box_lid[] /* INSTANCE_OBJECT */\nSTART\nEvalFlags ( 0x00000002 ),\n"
+        "Model       model_box_box, /* instance */\n",
+        "Child       object_box_lid, /* instance */\nSibling     NULL,\n"},
+       "MODEL       model_box_lid"},
+      {"an instance whose prototype is missing is written as a plain object",
+       {0x80000000, 0x38000000, kStrips},
+       {.lidInstance = "nothing"},
+       {"OBJECT      object_box_lid[]\nSTART\nEvalFlags ( 0x0000001a ),\nModel       NULL,\n"},
+       "INSTANCE_OBJECT */",
+       VKStatusCode::kBadObject},
+      {"a mesh without polygons is written as no model",
+       {0x80000000, 0x38000000, kStrips},
+       {.emptyLid = true},
+       {"\nOBJECT_START\n\nOBJECT      object_box_lid[]\nSTART\nEvalFlags ( 0x00000012 ),\nModel       NULL,\n"},
+       "model_box_lid"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    const VKStatus status = basictest::RunBasicWriter(BoxScene(c.edit), dir_.file("box.vka"), c.words);
+    EXPECT_EQ(status.code, c.status);
+    const std::string text = vktest::ReadFile(dir_.file("box.vka"));
+    for (const std::string &line : c.present) EXPECT_NE(text.find(line), std::string::npos) << line << text;
+    EXPECT_TRUE(!c.absent || text.find(c.absent) == std::string::npos) << c.absent << text;
+    ScFreeAll();
+    ScMallocTabInit();
+  }
 }
 
 }  // namespace
