@@ -4,6 +4,7 @@
 // to the precision of the format.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 #include <string>
 
@@ -123,6 +124,79 @@ TEST_F(BasicRoundTrip, GeneratedModelsComeBackAsWritten) {
     ScObject *scene = ReadBasicModel(source.c_str());
     ASSERT_NE(scene, nullptr) << Describe(c);
     Check(scene, c.words, c.scale, std::to_string(i) + ": " + Describe(c));
+    ScFreeAll();
+    ScMallocTabInit();
+  }
+}
+
+// One node of polygons with 3 to 9 corners, each on its own ring of points,
+// alternating a textured and an untextured material.
+ScObject *PolygonScene() {
+  constexpr int kFirst = 3, kLast = 9;
+  int points = 0, polygons = 0;
+  for (int n = kFirst; n <= kLast; ++n) points += n, ++polygons;
+  ScObject *scene = ScObjectAlloc("scene", 7);
+  ScModel *model = scene->root = ScModelAlloc("ring");
+  scene->modelCount = model->hasMesh = 1;
+  model->OScale[0] = model->OScale[1] = model->OScale[2] = 1.0f;
+  model->OPosition[1] = 0.25f;
+  ScMesh *mesh = model->mesh = ScMeshAlloc(points, polygons, polygons);
+  int first = 0;
+  for (int n = kFirst, p = 0; n <= kLast; ++n, ++p) {
+    ScPolygon &polygon = mesh->polygons[p];
+    polygon.nbCorner = static_cast<uint16_t>(n);
+    polygon.corners = ScPolyNodeAlloc(n);
+    polygon.attribute = &mesh->attributes[p];
+    polygon.materialId = p % 2;
+    polygon.normal[0] = 0.125f * p, polygon.normal[2] = 1.0f;
+    for (int c = 0; c < n; ++c) {
+      const double angle = 6.283185307179586 * c / n;
+      ScVertex &vertex = mesh->vertices[first + c];
+      vertex.pos[0] = static_cast<float>(std::cos(angle) + 3 * p), vertex.pos[1] = static_cast<float>(std::sin(angle));
+      vertex.normal[2] = 1.0f;
+      ScPolyNode &corner = polygon.corners[c];
+      corner.vertex = static_cast<uint16_t>(first + c);
+      corner.u = static_cast<float>(0.5 + 0.5 * std::cos(angle)), corner.v = static_cast<float>(0.5 + 0.5 * std::sin(angle));
+      corner.normal[2] = 1.0f;
+    }
+    if (n == 3) ++mesh->nbTriangle;
+    if (n == 4) ++mesh->nbQuad;
+    first += n;
+  }
+  model->materials = ScMaterialsAlloc(2);
+  model->nbMaterial = 2;
+  ScMaterials *material = model->materials;
+  for (int m = 0; m < 2; ++m, material = material->next) {
+    material->name = ScVStrdup(m ? "plain" : "painted");
+    material->kind = 4;
+    material->diffuse[0] = material->diffuse[3] = 1.0f;
+    material->diffuse[1] = m ? 0.5f : 0.25f;
+    material->specularPower = 16.0f;
+    if (m == 0) material->textures = ScTextureAlloc(1), material->textures->picname = ScVStrdup("paint.tga");
+    material->nbTexture = m == 0;
+  }
+  return scene;
+}
+
+// Polygons of five corners or more are written as n-gon entries (their
+// count, then the corners in zigzag order), and the reader makes of each the
+// triangles the node list's triangulation would give; with -nto3 they are
+// triangles already.
+TEST_F(BasicRoundTrip, PolygonsOfManyCornersComeBackAsTheirTriangles) {
+  const struct {
+    const char *what;
+    uint32_t modelFlags, stripFlags;
+  } cases[] = {
+      {"n-gon entries", 0x80000000, 0},
+      {"n-gon entries with polygon normals and strips", 0x80000000 | kPolyNormal, kStripOn},
+      {"triangulated before writing", 0x80000000 | 0x00300000, 0},
+      {"without textures", 0x80000000 | kNoTexture | kPolyNormal, 0},
+  };
+  for (const auto &c : cases) {
+    basictest::Words words;
+    words.modelFlags = c.modelFlags;
+    words.stripFlags = c.stripFlags;
+    Check(PolygonScene(), words, 1.0f, c.what);
     ScFreeAll();
     ScMallocTabInit();
   }
