@@ -2,7 +2,6 @@
 // its polygon lists with the polygon-normal, vertex-colour and UV lists that
 // go with them, its mesh sets, points, normals and model record, every line
 // through the dual print.
-#include <cstdio>
 #include <string>
 #include <vector>
 

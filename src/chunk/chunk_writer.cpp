@@ -4,10 +4,6 @@
 // chunk/model_file.h writes.
 #include "chunk/chunk_writer.h"
 
-#include <cstdio>
-#include <string>
-
-#include "base/console.h"
 #include "base/flags.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
