@@ -248,7 +248,7 @@ std::string TextureSection(const ScNodeList *list, const std::string &baseName) 
 }
 
 std::string WithTextureSection(const std::string &file, const std::string &section) {
-  if (section.empty()) return file;
+  if (section.empty() || file.find("TEXTURE_START") != std::string::npos) return file;
   const size_t comment = file.find("/* TEXLIST");
   if (comment == std::string::npos) return file;
   const size_t end = file.find('\n', comment);

@@ -69,7 +69,8 @@ std::string CompareSides(const std::vector<Node> &source, const std::vector<Node
 // The texture-list section as the section writer will write it for the
 // node list (names without folder and suffix, sorted by file name and
 // palette bank, duplicates merged), and the file with it put after its
-// header. Empty when the list holds no texture.
+// header (unless the file has a section of its own). Empty when the list
+// holds no texture.
 std::string TextureSection(const ScNodeList *list, const std::string &baseName);
 std::string WithTextureSection(const std::string &file, const std::string &section);
 
