@@ -56,11 +56,7 @@ bool IsOne(const float v[3]) {
 double Degrees(float radians) { return radians * 180.0 / kVKDegreesPi; }
 
 // A binary angle: 65536 per turn, truncated toward zero.
-int32_t BinaryAngle(float radians) {
-  const double value = Degrees(radians) * kVKBinaryAnglePerDegree;
-  if (!(value > -2147483648.0 && value < 2147483647.0)) return 0;
-  return static_cast<int32_t>(value);
-}
+int32_t BinaryAngle(float radians) { return VKBinaryAngle(Degrees(radians)); }
 
 int TextureCount(const VKWriteInfo *info) { return info->optimizeInfo->uniqueTextureCount; }
 
