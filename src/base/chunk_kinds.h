@@ -116,6 +116,9 @@ constexpr int VKEvenSize(int size) { return size + (size & 1); }
 // The count word of strip and volume chunks: user words per triangle (0-3) in
 // bits 14-15, count in bits 0-13.
 constexpr int kVKMaxChunkCount = 0x3FFF;
+// The user-word counts 0-3 as the "_NB" lines of strip and volume chunks
+// name them (the count word's bits 14-15).
+constexpr const char *kVKUserOffsetNames[4] = {"UFO_0", "UFO_1", "UFO_2", "UFO_3"};
 constexpr uint16_t VKCountWord(int userWords, int count) {
   return static_cast<uint16_t>((userWords & 3) << 14 | (count & kVKMaxChunkCount));
 }

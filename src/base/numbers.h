@@ -13,6 +13,14 @@ constexpr float kScTolerance = 0.0001f;
 constexpr float kScPi = 3.1415927f;
 constexpr float kScTwoPi = 6.2831855f;
 
+// A value truncated toward zero to 32 bits, clamped at the ends of the
+// range; NaN gives 0.
+constexpr int32_t VKTruncToInt(double value) {
+  if (!(value > -2147483648.0)) return value != value ? 0 : INT32_MIN;
+  if (value >= 2147483647.0) return INT32_MAX;
+  return static_cast<int32_t>(value);
+}
+
 // Pi as the object records write degrees: radians x 180 / 3.141592.
 constexpr double kVKDegreesPi = 3.141592;
 // Binary angles: 65536 units per turn.
