@@ -82,8 +82,8 @@ bool Parser::Token(std::string_view &token, Delimiters set) {
   if (lexer_.Next(token, set)) return true;
   if (lexer_.unclosedComment()) return Fail(lexer_.line(), "\"/*\" without \"*/\" on the same line\n");
   if (lexer_.readError()) return Fail(lexer_.line(), "read error\n");
-  return Fail(blockLine_, "%s %s has no %s (the file ends at line %d)\n", blockKind_, blockName_.c_str(), blockEnd_,
-              lexer_.line());
+  const std::string block = blockName_.empty() ? blockKind_ : std::string(blockKind_) + " " + blockName_;
+  return Fail(blockLine_, "%s has no %s (the file ends at line %d)\n", block.c_str(), blockEnd_, lexer_.line());
 }
 
 bool Parser::Expect(std::string_view expected) {
