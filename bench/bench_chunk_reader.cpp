@@ -28,16 +28,19 @@ vktest::VkaGenParams Params(int grid) {
 }
 
 // The Chunk-model ASCII file of one size, kept for the whole benchmark run.
+// Each lives in its own folder as big.vka: the object names of the source
+// carry the file's base name, which keeps them distinct.
 const std::string &ChunkFile(int grid) {
-  static vktest::ScratchDir dir;
+  static vktest::ScratchDir dirs[2];
   static std::string names[2];
-  std::string &name = names[grid == 250 ? 0 : 1];
+  const int slot = grid == 250 ? 0 : 1;
+  std::string &name = names[slot];
   if (name.empty()) {
-    const std::string base = "chunk" + std::to_string(grid);
-    vktest::WriteVka(dir.file(base + ".vka"), Params(grid));
-    vktest::RunVkconv({base + ".vka"}, dir.path());
-    std::filesystem::remove(dir.file(base + ".vka.bk"));
-    name = dir.file(base + ".vka");
+    const vktest::ScratchDir &dir = dirs[slot];
+    vktest::WriteVka(dir.file("big.vka"), Params(grid));
+    vktest::RunVkconv({"big.vka"}, dir.path());
+    std::filesystem::remove(dir.file("big.vka.bk"));
+    name = dir.file("big.vka");
   }
   return name;
 }

@@ -62,12 +62,15 @@ bool IsBlockKeyword(std::string_view token) {
 // ---- Tokens with their errors ---------------------------------------------------------------
 bool Parser::Fail(int line, const char *format, ...) {
   if (!error_.ok()) return false;
-  char text[512];
-  va_list args;
+  va_list args, again;
   va_start(args, format);
-  std::vsnprintf(text, sizeof text, format, args);
+  va_copy(again, args);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+  if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, args);
   va_end(args);
-  error_ = VKStopStatus(VKStatusCode::kBadInput, "Error : %s : Line %d : %s", fileName_, line, text);
+  error_ = VKStopStatus(VKStatusCode::kBadInput, "Error : %s : Line %d : %s", fileName_, line, text.c_str());
   return false;
 }
 
