@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/flags.h"
+#include "base/numbers.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/emit.h"
@@ -29,15 +30,8 @@ constexpr AttrToStrip kAttrToStrip[] = {
     {vkattr::kFlat, vkfst::kFL},           {vkattr::kEnvironment, vkfst::kENV},
 };
 
-constexpr const char *kUfoNames[4] = {"UFO_0", "UFO_1", "UFO_2", "UFO_3"};
-
 const char *ChunkName(int id) { return VKFindChunkKindById(id)->name.data(); }
 
-int TruncToInt(double value) {
-  if (!(value > -2147483648.0)) return value != value ? 0 : INT32_MIN;
-  if (value >= 2147483647.0) return INT32_MAX;
-  return static_cast<int>(value);
-}
 
 struct GroupContext {
   const VKWriteInfo *info;
@@ -101,7 +95,7 @@ struct StripFormat {
   bool colourWords;  // polygon colour as one ARGB8888 word in place of the user words
 };
 
-int TruncScaled(float value, double scale) { return TruncToInt(static_cast<double>(value) * scale); }
+int TruncScaled(float value, double scale) { return VKTruncToInt(static_cast<double>(value) * scale); }
 
 void WriteUserWords(VKWriter &w, const StripFormat &format, const ScPolygon *polygon) {
   if (format.userWords == 0) return;
@@ -129,7 +123,7 @@ void WriteStripVertex(VKWriter &w, const StripFormat &format, const VKStripVerte
   if (format.uv) {
     const double scale = format.uv == 1 ? 256.0 : 1024.0;
     const int u = TruncScaled(corner.u, scale);
-    const int v = TruncToInt((1.0 - static_cast<double>(corner.v)) * scale);
+    const int v = VKTruncToInt((1.0 - static_cast<double>(corner.v)) * scale);
     VKPrint(w, "!g$s$s", "\t%s( %d, %d ),", format.uv == 1 ? "Uvn" : "Uvh", u, v);
   }
   if (format.normal) {
@@ -174,7 +168,7 @@ void WriteStripChunks(VKWriter &w, int id, uint16_t flags, const StripFormat &fo
     const int size = VKEvenSize(run.size);
     const std::string flagText = VKFlagsText(flags, VKFlagWord::kStrip);
     VKPrintAscii(w, "\t%s( %s ), %d, ", ChunkName(id), id == CnkO_ST ? "0x0" : flagText.c_str(), size);
-    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], run.pieceCount);
+    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kVKUserOffsetNames[format.userWords], run.pieceCount);
     VKPrintBin(w, "SSS", VKHeadWord(id, flags), size, VKCountWord(format.userWords, run.pieceCount));
     for (int p = run.firstPiece; p < run.firstPiece + run.pieceCount; ++p)
       WriteStrip(w, format, set.pieces[p], set.vertices.data());
@@ -193,7 +187,7 @@ void WritePolygonChunks(VKWriter &w, int id, const StripFormat &format,
     const int natural = count * perPolygon + 1;
     const int size = VKEvenSize(natural);
     VKPrintAscii(w, "\t%s( 0x0 ), %d, ", ChunkName(id), size);
-    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], count);
+    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kVKUserOffsetNames[format.userWords], count);
     VKPrintBin(w, "SSS", VKHeadWord(id, 0), size, VKCountWord(format.userWords, count));
     for (size_t i = first; i < first + count; ++i) {
       const VKVolumePolygon &polygon = polygons[i];
