@@ -424,4 +424,84 @@ TEST(ChunkFiles, WrittenFilesBackupsAndRefusals) {
   }
 }
 
+// ---- Damaged meshes ------------------------------------------------------------------
+// A generated w x h grid damaged the way scanned and exported meshes are:
+// faces duplicated in either winding, a few flipped, fins (a third face on an
+// edge, run either way); flat polygon normals, UVs per point or none.
+vktest::VkaTriangleMesh ScannedGrid(int w, int h, unsigned seed, bool uvs) {
+  std::mt19937 rng(seed);
+  vktest::VkaTriangleMesh m;
+  m.baseName = "scan";
+  for (int y = 0; y <= h; ++y)
+    for (int x = 0; x <= w; ++x) {
+      m.points.push_back({float(x), float(y), 0.0f});
+      if (uvs) m.pointUvs.push_back({x * 255 / w, y * 255 / h});
+    }
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const int p00 = y * (w + 1) + x, p10 = p00 + 1, p01 = p00 + w + 1, p11 = p01 + 1;
+      for (std::array<int, 3> t : {std::array<int, 3>{p00, p10, p01}, std::array<int, 3>{p01, p10, p11}}) {
+        const int roll = static_cast<int>(rng() % 24);
+        if (roll < 2) std::swap(t[1], t[2]);
+        m.triangles.push_back(t);
+        if (roll == 2) m.triangles.push_back(t);
+        if (roll == 3) m.triangles.push_back({t[0], t[2], t[1]});
+        if (roll == 4) {
+          const int k = static_cast<int>(rng() % 3), a = t[k], b = t[(k + 1) % 3];
+          m.points.push_back({(m.points[a][0] + m.points[b][0]) / 2, (m.points[a][1] + m.points[b][1]) / 2, 1.0f});
+          if (uvs) m.pointUvs.push_back(m.pointUvs[a]);
+          const int fin = static_cast<int>(m.points.size()) - 1;
+          m.triangles.push_back(rng() % 2 ? std::array<int, 3>{a, b, fin} : std::array<int, 3>{b, a, fin});
+        }
+      }
+    }
+  m.faceNormals.assign(m.triangles.size(), {0.0f, 0.0f, 1.0f});
+  return m;
+}
+
+// Every triangle of a damaged mesh comes back once per source face with its
+// winding, in strips and in every volume mode, ASCII and binary; the faces
+// of the four-face case are written as hand-worked.
+TEST(ChunkFiles, DamagedMeshesKeepEveryTriangleWithItsWinding) {
+  int runs = 0, quads = 0;
+  for (unsigned seed : {1u, 2u, 3u}) {
+    for (bool uvs : {false, true}) {
+      const vktest::VkaTriangleMesh mesh = ScannedGrid(9, 7, seed, uvs);
+      std::vector<Triangle> source(mesh.triangles.begin(), mesh.triangles.end());
+      for (const char *mode : {"", "-coS", "-co3", "-co34"}) {
+        for (bool binary : {false, true}) {
+          SCOPED_TRACE(std::to_string(seed) + (uvs ? " uv " : " ") + mode + (binary ? " -bin" : ""));
+          vktest::ScratchDir dir;
+          ASSERT_TRUE(vktest::WriteFile(dir.file("scan.vka"), vktest::GenerateMeshVka(mesh)));
+          std::vector<std::string> args = {"scan.vka"};
+          if (*mode) args.push_back(mode);
+          if (binary) args.push_back("-bin");
+          const vktest::RunResult run = vktest::RunVkconv(args, dir.path());
+          const std::string bytes = vktest::ReadFile(dir.file(binary ? "scan.vk" : "scan.vka"));
+          const auto objects = binary ? DecodeBinary(bytes) : DecodeAscii(bytes);
+          ASSERT_EQ(objects.size(), 1u) << run.err;
+          EXPECT_EQ(chunktest::Normalized(objects[0].triangles), chunktest::Normalized(source));
+          quads += objects[0].quads;
+          ++runs;
+        }
+      }
+    }
+  }
+  EXPECT_EQ(runs, 48);
+  EXPECT_GT(quads, 0);
+
+  vktest::ScratchDir dir;
+  vktest::VkaTriangleMesh four;
+  four.baseName = "four";
+  four.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0.2f}, {2, 0, 0.3f}, {3, 1, 0.1f}};
+  four.triangles = {{0, 1, 2}, {1, 3, 4}, {3, 1, 2}, {3, 5, 4}};
+  ASSERT_TRUE(vktest::WriteFile(dir.file("four.vka"), vktest::GenerateMeshVka(four)));
+  vktest::RunVkconv({"four.vka"}, dir.path());
+  const std::string text = vktest::ReadFile(dir.file("four.vka"));
+  EXPECT_NE(text.find("\tCnkS( 0x0 ), 12, _NB( UFO_0, 2 ),\n\tStripL(3),  0, 1, 2, \n\tStripR(5),  2, 1, 3, 4, 5, \n"
+                      "\tCnkNull(),\n"),
+            std::string::npos)
+      << text;
+}
+
 }  // namespace
