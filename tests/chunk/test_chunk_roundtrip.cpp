@@ -504,4 +504,47 @@ TEST(ChunkFiles, DamagedMeshesKeepEveryTriangleWithItsWinding) {
       << text;
 }
 
+// ---- Labels -----------------------------------------------------------------------
+// Base names with characters that cannot stand in a label (the bundled sample
+// renamed): every label uses "_" in their place, one warning names the file,
+// and the files are byte for byte those of a run on the name so spelt.
+TEST(ChunkFiles, BaseNamesAreWrittenAsLabels) {
+  const std::string sample = vktest::ReadFile(vktest::SourceDir() + "/examples/sample.vka");
+  ASSERT_FALSE(sample.empty());
+  struct Case {
+    std::string name, label;  // base names
+    std::vector<std::string> args;
+    std::vector<std::string> files;  // written, by suffix
+  };
+  const Case cases[] = {
+      {"my model", "my_model", {}, {".vka"}},
+      {"a-b+c", "a_b_c", {"-septex"}, {".vad", ".vat"}},
+      {"caf\xc3\xa9 1", "caf___1", {}, {".vka"}},  // two bytes of UTF-8
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.label);
+    vktest::ScratchDir dir;
+    std::vector<std::string> odd = {c.name + ".vka"}, plain = {c.label + ".vka"};
+    odd.insert(odd.end(), c.args.begin(), c.args.end());
+    plain.insert(plain.end(), c.args.begin(), c.args.end());
+    ASSERT_TRUE(vktest::WriteFile(dir.file(odd[0]), sample) && vktest::WriteFile(dir.file(plain[0]), sample));
+    const vktest::RunResult oddRun = vktest::RunVkconv(odd, dir.path()), plainRun = vktest::RunVkconv(plain, dir.path());
+    const std::string warning = "\n##### Warning : The base name \"" + c.name + "\" of " + c.name +
+                                ".vka can't stand in a label; labels use \"" + c.label + "\"\n";
+    const size_t at = oddRun.err.find(warning);
+    ASSERT_NE(at, std::string::npos) << oddRun.err;
+    EXPECT_EQ(std::string(oddRun.err).erase(at, warning.size()), plainRun.err);
+    for (const std::string &suffix : c.files) {
+      const std::string written = vktest::ReadFile(dir.file(c.name + suffix));
+      EXPECT_EQ(written, vktest::ReadFile(dir.file(c.label + suffix))) << suffix;
+      EXPECT_EQ(written.find(c.name), std::string::npos) << suffix;
+    }
+    const std::string model = vktest::ReadFile(dir.file(c.name + c.files[0]));
+    // The reader cuts the prefix "object_" + base name + "_" by its length.
+    const std::string antenna = std::string("object_sample_antenna").substr(8 + c.name.size());
+    EXPECT_NE(model.find("CNKOBJECT  object_" + c.label + "_" + antenna + "[]"), std::string::npos);
+    EXPECT_EQ(DecodeAscii(model).size(), 4u);
+  }
+}
+
 }  // namespace
