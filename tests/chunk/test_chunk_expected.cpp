@@ -277,7 +277,8 @@ TEST_F(ChunkExpected, ClampedNormalsAndUvs) {
         t0[0].u = 200.0f, t0[0].v = -200.0f, t0[1].u = -200.0f;
       }
       vktest::Capture warnings(WarningStream, SetWarningStream);
-      const std::string file = Convert(c.chunkFlags, 0x38000000 | c.outputFlags | binary, binary ? ".vk" : ".vka", scene);
+      const std::string file =
+          Convert(c.chunkFlags, 0x38000000 | c.outputFlags | binary, binary ? ".vk" : ".vka", scene);
       EXPECT_EQ(warnings.Text(), c.warnings);
       if (binary) {
         for (const std::string &piece : c.binary) EXPECT_NE(file.find(piece), std::string::npos);
@@ -321,7 +322,8 @@ TEST_F(ChunkExpected, MoreThan8191TexturesAreRefused) {
     vktest::Capture errors(ErrorStream, SetErrorStream);
     const VKStatus status = VKSceneFitsChunkModel(scene);
     EXPECT_EQ(status.ok(), c.fits);
-    EXPECT_EQ(errors.Text(), c.fits ? "" : "\n##### Error : The model uses 8192 textures; a Chunk model holds at most 8191\n");
+    EXPECT_EQ(errors.Text(),
+              c.fits ? "" : "\n##### Error : The model uses 8192 textures; a Chunk model holds at most 8191\n");
   }
 }
 

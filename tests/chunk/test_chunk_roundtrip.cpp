@@ -528,7 +528,8 @@ TEST(ChunkFiles, BaseNamesAreWrittenAsLabels) {
     odd.insert(odd.end(), c.args.begin(), c.args.end());
     plain.insert(plain.end(), c.args.begin(), c.args.end());
     ASSERT_TRUE(vktest::WriteFile(dir.file(odd[0]), sample) && vktest::WriteFile(dir.file(plain[0]), sample));
-    const vktest::RunResult oddRun = vktest::RunVkconv(odd, dir.path()), plainRun = vktest::RunVkconv(plain, dir.path());
+    const vktest::RunResult oddRun = vktest::RunVkconv(odd, dir.path());
+    const vktest::RunResult plainRun = vktest::RunVkconv(plain, dir.path());
     const std::string warning = "\n##### Warning : The base name \"" + c.name + "\" of " + c.name +
                                 ".vka can't stand in a label; labels use \"" + c.label + "\"\n";
     const size_t at = oddRun.err.find(warning);

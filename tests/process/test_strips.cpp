@@ -295,7 +295,7 @@ TEST(StripProperty, SampleGridsAndSoupsStripEveryTriangleOnceLikeTheExchangeSort
 // A triangle list with its polygon normals and its UVs: those of GiveMesh,
 // with a few seams, or none (0 everywhere: the UV test then holds across
 // every edge, whichever way the two triangles run it).
-struct MeshSpec {
+struct MeshPlan {
   std::string what;
   std::vector<ptest::Vec3> points = {};
   Polygons tris = {};
@@ -304,7 +304,7 @@ struct MeshSpec {
   bool untextured = false;
 };
 
-ptest::Vec3 FaceNormal(const MeshSpec &m, const std::vector<int> &t) {
+ptest::Vec3 FaceNormal(const MeshPlan &m, const std::vector<int> &t) {
   const ptest::Vec3 &a = m.points[t[0]], &b = m.points[t[1]], &c = m.points[t[2]];
   const float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
   ptest::Vec3 n = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
@@ -313,13 +313,13 @@ ptest::Vec3 FaceNormal(const MeshSpec &m, const std::vector<int> &t) {
   return n;
 }
 
-void GeometricNormals(MeshSpec &m) {
+void GeometricNormals(MeshPlan &m) {
   m.normals.clear();
   for (const auto &t : m.tris) m.normals.push_back(FaceNormal(m, t));
 }
 
-// The mesh of a spec; with seams, one corner in eight moves in UV.
-ScMesh *Make(const MeshSpec &m) {
+// The mesh of a plan; with seams, one corner in eight moves in UV.
+ScMesh *Make(const MeshPlan &m) {
   ScMesh *mesh = GiveMesh(nullptr, m.points, m.tris);
   std::mt19937 rng(m.seams);
   for (int p = 0; p < mesh->nbPolygon; ++p) {
@@ -342,8 +342,8 @@ bool Consistent(const Polygons &tris) {
 }
 
 // A w x h grid over random heights, each cell cut along a random diagonal.
-MeshSpec HeightGrid(std::mt19937 &rng, int w, int h) {
-  MeshSpec m{"height grid " + std::to_string(w) + "x" + std::to_string(h)};
+MeshPlan HeightGrid(std::mt19937 &rng, int w, int h) {
+  MeshPlan m{"height grid " + std::to_string(w) + "x" + std::to_string(h)};
   for (int y = 0; y <= h; ++y)
     for (int x = 0; x <= w; ++x) m.points.push_back({float(x), float(y), float(rng() % 4) * 0.25f});
   for (int y = 0; y < h; ++y)
@@ -358,8 +358,8 @@ MeshSpec HeightGrid(std::mt19937 &rng, int w, int h) {
 }
 
 // n triangles around vertex 0, closed into a cone when `closed`.
-MeshSpec Fan(int n, bool closed) {
-  MeshSpec m{"fan " + std::to_string(n) + (closed ? " closed" : "")};
+MeshPlan Fan(int n, bool closed) {
+  MeshPlan m{"fan " + std::to_string(n) + (closed ? " closed" : "")};
   m.points.push_back({0, 0, 1});
   const int ring = closed ? n : n + 1;
   for (int k = 0; k < ring; ++k)
@@ -369,8 +369,8 @@ MeshSpec Fan(int n, bool closed) {
 }
 
 // The surface of a cube, each side cut into n x n cells, wound outward.
-MeshSpec Box(int n) {
-  MeshSpec m{"box " + std::to_string(n)};
+MeshPlan Box(int n) {
+  MeshPlan m{"box " + std::to_string(n)};
   std::map<std::array<int, 3>, int> index;
   auto vertex = [&](std::array<int, 3> p) {
     auto [it, added] = index.emplace(p, static_cast<int>(m.points.size()));
@@ -396,7 +396,7 @@ MeshSpec Box(int n) {
 }
 
 // The same surface with other vertex numbers, triangle order and first corners.
-MeshSpec Shuffled(MeshSpec m, std::mt19937 &rng) {
+MeshPlan Shuffled(MeshPlan m, std::mt19937 &rng) {
   std::vector<int> number(m.points.size());
   std::iota(number.begin(), number.end(), 0);
   std::shuffle(number.begin(), number.end(), rng);
@@ -415,7 +415,7 @@ MeshSpec Shuffled(MeshSpec m, std::mt19937 &rng) {
 // A consistent surface damaged the way scanned and exported meshes are:
 // some triangles flipped, some duplicated in either winding, fins (a third
 // triangle on an edge, run either way); normals stay those of the surface.
-MeshSpec Damaged(MeshSpec m, std::mt19937 &rng) {
+MeshPlan Damaged(MeshPlan m, std::mt19937 &rng) {
   const size_t n = m.tris.size();
   for (size_t t = 0; t < n; ++t) {
     const int roll = static_cast<int>(rng() % 16);
@@ -440,29 +440,32 @@ MeshSpec Damaged(MeshSpec m, std::mt19937 &rng) {
 
 // Grids, fans, boxes, shuffled, with seams and untextured: all consistently
 // wound.
-std::vector<MeshSpec> ConsistentSpecs() {
+std::vector<MeshPlan> ConsistentPlans() {
   std::mt19937 rng(13);
-  std::vector<MeshSpec> specs;
-  for (int k = 0; k < 12; ++k) specs.push_back(HeightGrid(rng, 1 + static_cast<int>(rng() % 12), 1 + static_cast<int>(rng() % 9)));
-  for (int n : {1, 2, 3, 7, 16}) specs.push_back(Fan(n, false)), specs.push_back(Fan(n + 2, true));
-  for (int n : {1, 2, 3, 5}) specs.push_back(Box(n));
-  const size_t plain = specs.size();
-  for (size_t k = 0; k < plain; ++k) specs.push_back(Shuffled(specs[k], rng));
-  for (MeshSpec &m : specs) GeometricNormals(m);
-  for (size_t k = 0; k < plain; ++k) {
-    specs.push_back(specs[k]), specs.back().seams = 1 + static_cast<unsigned>(k), specs.back().what += " seams";
-    specs.push_back(specs[plain + k]), specs.back().untextured = true, specs.back().what += " untextured";
+  std::vector<MeshPlan> plans;
+  for (int k = 0; k < 12; ++k) {
+    const int w = 1 + static_cast<int>(rng() % 12), h = 1 + static_cast<int>(rng() % 9);
+    plans.push_back(HeightGrid(rng, w, h));
   }
-  return specs;
+  for (int n : {1, 2, 3, 7, 16}) plans.push_back(Fan(n, false)), plans.push_back(Fan(n + 2, true));
+  for (int n : {1, 2, 3, 5}) plans.push_back(Box(n));
+  const size_t plain = plans.size();
+  for (size_t k = 0; k < plain; ++k) plans.push_back(Shuffled(plans[k], rng));
+  for (MeshPlan &m : plans) GeometricNormals(m);
+  for (size_t k = 0; k < plain; ++k) {
+    plans.push_back(plans[k]), plans.back().seams = 1 + static_cast<unsigned>(k), plans.back().what += " seams";
+    plans.push_back(plans[plain + k]), plans.back().untextured = true, plans.back().what += " untextured";
+  }
+  return plans;
 }
 
 TEST(StripProperty, ConsistentMeshesStripExactlyAsTheJoiningTestAlone) {
   ptest::FreshAllocator();
-  for (const MeshSpec &spec : ConsistentSpecs()) {
-    ASSERT_TRUE(Consistent(spec.tris)) << spec.what;
+  for (const MeshPlan &plan : ConsistentPlans()) {
+    ASSERT_TRUE(Consistent(plan.tris)) << plan.what;
     for (uint32_t bits : {vkopt::kStripOn, vkopt::kStripSquare}) {
-      SCOPED_TRACE(spec.what + (bits == vkopt::kStripOn ? " strips" : " square"));
-      ScMesh *ruled = Make(spec), *literal = Make(spec);
+      SCOPED_TRACE(plan.what + (bits == vkopt::kStripOn ? " strips" : " square"));
+      ScMesh *ruled = Make(plan), *literal = Make(plan);
       const Outcome r = Strip(ruled, bits), l = Strip(literal, bits, 0, false, Join::kEitherWay);
       EXPECT_EQ(StripFields(ruled), StripFields(literal));
       EXPECT_EQ(r.drawn, l.drawn);
@@ -476,9 +479,9 @@ TEST(StripProperty, DamagedMeshesDrawEverySourceTriangleOnceWithItsWinding) {
   ptest::FreshAllocator();
   std::mt19937 rng(29);
   int literalWrong = 0, damaged = 0;
-  for (const MeshSpec &spec : ConsistentSpecs()) {
+  for (const MeshPlan &plan : ConsistentPlans()) {
     for (int copy = 0; copy < 3; ++copy) {
-      const MeshSpec m = Damaged(spec, rng);
+      const MeshPlan m = Damaged(plan, rng);
       damaged += !Consistent(m.tris);
       for (uint32_t bits : {vkopt::kStripOn, vkopt::kStripSquare}) {
         SCOPED_TRACE(m.what + (bits == vkopt::kStripOn ? " strips" : " square"));

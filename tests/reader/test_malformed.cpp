@@ -148,7 +148,8 @@ TEST_F(ReaderTest, SecondStartInAnyBlockIsRefused) {
 // and 2^k copies of the model; the root is x_levels. Written tersely, as a
 // hostile file would be.
 std::string Doubling(int levels, int points, int strip) {
-  std::string s = "MATERIAL mat[]\nSTART\nMATSTART\nD 255 1 2 3\nS 255 1 2 3\nE 0\nT 0x0 0\nF 0x94002400\nMATEND\nEND\n";
+  std::string s =
+      "MATERIAL mat[]\nSTART\nMATSTART\nD 255 1 2 3\nS 255 1 2 3\nE 0\nT 0x0 0\nF 0x94002400\nMATEND\nEND\n";
   s += Format("POLYGON pg[]\nSTART\nStrip 0x0 %d", strip);
   for (int i = 0; i < strip; i++) s += Format(" %d", i % points);
   s += "\nEND\nMESHSET ms[]\nSTART\nMESHSTART\nT 0xc000 0\nN 1\nM pg\nA NULL\nP NULL\nC NULL\nU NULL\nMESHEND\nEND\n";
@@ -199,7 +200,8 @@ TEST_F(ReaderTest, ExpandingHierarchiesAreRefusedBeforeTheyAreBuilt) {
   std::tie(scene, err) = Read(hostile);
   EXPECT_EQ(scene, nullptr);
   EXPECT_EQ(err, "Error : " + dir_.file("t.vka") + " : " + LineOf(hostile, "OBJECT p14[]") +
-                     " : OBJECT p14 expands to 1081340 nodes, vertices and polygons; this file allows at most 1000000\n");
+                     " : OBJECT p14 expands to 1081340 nodes, vertices and polygons; this file allows at most "
+                     "1000000\n");
   EXPECT_EQ(ScMallocGetStats().blocks, 0);  // no node, mesh or material made
   Reset();
 
@@ -210,7 +212,8 @@ TEST_F(ReaderTest, ExpandingHierarchiesAreRefusedBeforeTheyAreBuilt) {
   std::tie(scene, err) = Read(large);
   EXPECT_EQ(scene, nullptr);
   EXPECT_EQ(err, "Error : " + dir_.file("t.vka") + " : " + LineOf(large, "OBJECT p7[]") +
-                     " : OBJECT p7 expands to 2049020 nodes, vertices and polygons; this file allows at most 1025856\n");
+                     " : OBJECT p7 expands to 2049020 nodes, vertices and polygons; this file allows at most "
+                     "1025856\n");
 }
 
 TEST_F(ReaderTest, NamesNotFoundDrawWarnings) {
