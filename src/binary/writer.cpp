@@ -15,8 +15,7 @@ void ResetState(WriterState &state) {
   state.status = VKStatus{};
   state.file = stderr;
   state.ownsFile = false;
-  state.targetName.clear();
-  state.temporaryName.clear();
+  state.outputId = -1;
   state.mode = kVKModeAscii;
   state.openChunk = 0;
   state.skip = state.dump = state.write = state.plain = false;
@@ -33,7 +32,7 @@ void ResetState(WriterState &state) {
 void RemoveUnfinishedOutput(WriterState &state) {
   if (!state.ownsFile) return;
   if (state.file) std::fclose(state.file);
-  std::remove(state.temporaryName.c_str());
+  state.outputs->Discard(state.outputId);
   state.ownsFile = false;
   state.file = stderr;
 }
@@ -42,10 +41,6 @@ void SetMode(WriterState &state, int mode, bool dump, bool write) {
   state.mode = mode;
   state.dump = dump;
   state.write = write;
-}
-
-int Rename(const WriterState &state, const char *from, const char *to) {
-  return state.hooks.rename ? state.hooks.rename(from, to) : std::rename(from, to);
 }
 
 }  // namespace
@@ -58,9 +53,15 @@ void Fail(WriterState &state, VKStatus status) {
 
 using vkbin::WriterState;
 
-VKWriter::VKWriter(const VKWriterHooks *hooks) : state_(std::make_unique<WriterState>()) {
+VKWriter::VKWriter(const VKWriterHooks *hooks, VKOutputSet *outputs) : state_(std::make_unique<WriterState>()) {
   WriterState &state = *state_;
   state.hooks = hooks ? *hooks : VKWriterHooks{};
+  state.outputs = outputs;
+  if (!outputs) {
+    const VKFileOps ops{state.hooks.rename, nullptr};
+    state.ownOutputs = std::make_unique<VKOutputSet>(&ops);
+    state.outputs = state.ownOutputs.get();
+  }
   state.pool = PagedPool{};
   state.poolLive = false;
   state.image = BufferChain{};
@@ -77,13 +78,18 @@ void VKWriteOpen(VKWriter &writer, FILE *file) { writer.state().file = file ? fi
 
 VKStatus VKWriteOpenFile(VKWriter &writer, const char *name) {
   WriterState &state = writer.state();
-  std::string temporary = std::string(name) + ".tmp~";
-  FILE *file = state.hooks.open ? state.hooks.open(temporary.c_str(), "wb") : std::fopen(temporary.c_str(), "wb");
+  vkbin::RemoveUnfinishedOutput(state);
+  const int id = state.outputs->Stage(name);
+  const std::string temporary = id >= 0 ? state.outputs->Temporary(id) : std::string(name) + kTemporarySuffix;
+  FILE *file = nullptr;
+  if (id >= 0) {
+    file = state.hooks.open ? state.hooks.open(temporary.c_str(), "wb") : std::fopen(temporary.c_str(), "wb");
+    if (!file) state.outputs->Discard(id);
+  }
   if (!file) return VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", temporary.c_str());
   state.file = file;
   state.ownsFile = true;
-  state.targetName = name;
-  state.temporaryName = temporary;
+  state.outputId = id;
   return VKStatus{};
 }
 
@@ -122,10 +128,14 @@ VKStatus VKWriteClose(VKWriter &writer) {
       ok = (std::fclose(state.file) == 0) && ok;
       state.file = stderr;
       state.ownsFile = false;
-      if (ok && vkbin::Rename(state, state.temporaryName.c_str(), state.targetName.c_str()) != 0) ok = false;
-      if (!ok) {
-        std::remove(state.temporaryName.c_str());
-        result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n", state.targetName.c_str());
+      if (ok) {
+        state.outputs->Finish(state.outputId);
+        // A writer of its own commits the file at once.
+        if (state.ownOutputs) result = state.outputs->Commit();
+      } else {
+        result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n",
+                               state.outputs->Target(state.outputId).c_str());
+        state.outputs->Discard(state.outputId);
       }
     } else if (!ok) {
       if (state.write && state.file && state.file != stderr) {

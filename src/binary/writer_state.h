@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "base/output_files.h"
 #include "base/status.h"
 #include "binary/vkprint.h"
 #include "scene/memory.h"
@@ -37,9 +39,10 @@ struct WriterState {
   VKWriterHooks hooks;      // the standard operations where null
   VKStatus status;          // the first failure; once set, nothing more is written
   FILE *file;               // bound output; stderr when none
-  bool ownsFile;            // opened by VKWriteOpenFile: closed and renamed at close
-  std::string targetName;   // final name of an owned file
-  std::string temporaryName;
+  bool ownsFile;            // opened by VKWriteOpenFile: closed and finished at close
+  VKOutputSet *outputs;     // the run's outputs, or ownOutputs
+  std::unique_ptr<VKOutputSet> ownOutputs;  // a writer without a run's set commits each file at close
+  int outputId;             // the owned file in *outputs
   int mode;                 // kVKModeBinDebug, kVKModeBinary or kVKModeAscii
   uint32_t openChunk;       // name of the open chunk, 0 when none
   bool skip;                // "!": the next value item writes nothing
