@@ -165,20 +165,31 @@ VKStatus CheckOutputNames(const ConvertOptions &options) {
     if (suffix != nullptr) ReplaceSuffix(name, suffix);
     return std::string(name);
   };
-  names.push_back(withSuffix(suffixes.model));
   if (options.outputFlags & vkopt::kOutSeparateTexList) {
     names.push_back(withSuffix(suffixes.data));
     names.push_back(withSuffix(suffixes.texList));
+  } else {
+    names.push_back(withSuffix(suffixes.model));
   }
   if (!binary) names.push_back(std::string(options.inputName) + kBackupSuffix);
+  // The longest name that breaks a limit is named: shortening the input
+  // name until it fits makes every name fit.
+  std::string broken;
+  long brokenLength = 0, brokenLimit = 0;
   for (const std::string &name : names) {
     const std::string temporary = name + kTemporarySuffix;
     long length = 0;
-    if (const long limit = VKNameLimitBroken(temporary, &length); limit != 0) {
-      std::fprintf(stderr, "Error : File name too long: %s (the run writes %s, %ld characters; at most %ld here)\n",
-                   options.inputName, temporary.c_str(), length, limit);
-      return VKReportedStatus(VKStatusCode::kRefused);
+    const long limit = VKNameLimitBroken(temporary, &length);
+    if (limit != 0 && length > brokenLength) {
+      broken = temporary;
+      brokenLength = length;
+      brokenLimit = limit;
     }
+  }
+  if (!broken.empty()) {
+    std::fprintf(stderr, "Error : File name too long: %s (the run writes %s, %ld characters; at most %ld here)\n",
+                 options.inputName, broken.c_str(), brokenLength, brokenLimit);
+    return VKReportedStatus(VKStatusCode::kRefused);
   }
   return VKStatus{};
 }
