@@ -86,6 +86,8 @@ VKStatus VKWriteOpenFile(VKWriter &writer, const char *name) {
     file = state.hooks.open ? state.hooks.open(temporary.c_str(), "wb") : std::fopen(temporary.c_str(), "wb");
     if (!file) state.outputs->Discard(id);
   }
+  // Larger writes than the default buffer: model files run to many megabytes.
+  if (file) std::setvbuf(file, nullptr, _IOFBF, 1 << 18);
   if (!file) return VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", temporary.c_str());
   state.file = file;
   state.ownsFile = true;

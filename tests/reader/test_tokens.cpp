@@ -1,6 +1,8 @@
 // Line reading, tokens and number conversions.
 #include <cmath>
 #include <cstdio>
+#include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -68,6 +70,67 @@ TEST(TokensTest, LongLinesAreReadInPiecesAndCounted) {
   }
   EXPECT_EQ(lines, "1 2 5\n2 1 1023\n3 1 477\n4 0 0\n5 4 4\n1 2 5\n2 1 1023\n3 1 477\n4 0 0\n5 4 4\n");
   std::fclose(file);
+}
+
+// The reader reads blocks and tokenises on demand; the literal reading
+// (fgets into the 1024-byte line buffer, then Tokenize) is the oracle: over
+// random texts of short, long, empty and unterminated lines with NUL bytes,
+// carriage returns and lines of exactly 1023 characters, both give the same
+// lines with the same tokens, and the same again after a rewind. Texts larger
+// than the reader's block cross its refills.
+TEST(TokensTest, BlockReaderMatchesLineByLineReading) {
+  std::mt19937 random(11);
+  const std::string pieces[] = {"POLYGON", "START", "END", " ", "\t", "12", "-3.5F", ",", "(", "\r", "x_y", "{}", "#"};
+  for (int round = 0; round < 40; round++) {
+    std::string text;
+    const size_t target = round < 4 ? (2u << 20) + random() % 5000 : random() % 20000;
+    while (text.size() < target) {
+      const unsigned kind = random() % 100;
+      if (kind < 70) {
+        text += pieces[random() % std::size(pieces)];
+      } else if (kind < 85) {
+        text += '\n';
+      } else if (kind < 90) {
+        text += std::string(1 + random() % 1500, "ab 1"[random() % 4]);
+      } else if (kind < 93) {
+        text += std::string(1022 + random() % 3, 'c') + "\n";  // around the line limit
+      } else if (kind < 95) {
+        text += '\0';
+      } else {
+        text += static_cast<char>(random() % 256);
+      }
+    }
+    SCOPED_TRACE("round " + std::to_string(round) + ", " + std::to_string(text.size()) + " bytes");
+    std::FILE *file = fmemopen(text.data(), text.size(), "r");
+    std::FILE *literal = fmemopen(text.data(), text.size(), "r");
+    ASSERT_TRUE(file && literal);
+    vkreader::LineReader reader(file);
+    for (int pass = 0; pass < 2; pass++) {
+      char line[vkreader::kLineSize];
+      vkreader::LineTokens tokens{};
+      int number = 0;
+      // Alternate between asking for the first token only and for all tokens.
+      for (;; number++) {
+        const bool more = reader.ReadLine();
+        const bool expected = std::fgets(line, sizeof line, literal) != nullptr;
+        ASSERT_EQ(more, expected) << number;
+        if (!more) break;
+        vkreader::Tokenize(&tokens, line);
+        ASSERT_EQ(reader.line(), number + 1);
+        ASSERT_EQ(reader.first(), vkreader::FirstToken(tokens)) << number;
+        if (number % 3 != 0) {
+          ASSERT_EQ(reader.count(), tokens.count) << number;
+          for (int i = 0; i < tokens.count; i++) ASSERT_EQ(reader[i], tokens[i]) << number << " " << i;
+          ASSERT_EQ(reader.first(), vkreader::FirstToken(tokens)) << number;
+        }
+      }
+      ASSERT_EQ(reader.count(), 0);
+      reader.Rewind();
+      std::rewind(literal);
+    }
+    std::fclose(file);
+    std::fclose(literal);
+  }
 }
 
 }  // namespace
