@@ -246,7 +246,7 @@ bool Binary(const WriterState &state) { return state.mode != kVKModeAscii; }
 // buffer).
 void WriteText(WriterState &state, const char *format, va_list args) {
   char line[1024];
-  const int length = VKFormatText(line, sizeof line, format, args);
+  const int length = state.formats->Format(line, sizeof line, format, args);
   if (length >= 0) {
     std::fwrite(line, 1, static_cast<size_t>(length), state.file);
   } else {

@@ -1,26 +1,17 @@
-// Formatting of the dual print's text: one walk over the format, each
-// conversion written with std::to_chars and padded as printf pads it.
+// Formatting of the dual print's text: a format is compiled once into its
+// literal runs and conversions; each conversion is written with std::to_chars
+// and padded as printf pads it.
 #include "binary/text_format.h"
 
 #include <sys/types.h>
 
 #include <charconv>
-#include <cstdint>
 #include <cmath>
 #include <cstring>
 
 namespace {
 
-enum class Length : uint8_t { kNone, kChar, kShort, kLong, kLongLong, kSize };
-
-struct Spec {
-  bool left = false;  // '-'
-  bool zero = false;  // '0'
-  int width = 0;
-  int precision = -1;  // none
-  Length length = Length::kNone;
-  char conversion = 0;
-};
+enum Length : uint8_t { kNone, kChar, kShort, kLong, kLongLong, kSize };
 
 constexpr int kMostWidth = 4096;
 constexpr int kMostPrecision = 64;
@@ -28,8 +19,11 @@ constexpr int kMostPrecision = 64;
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Reads the conversion after a '%'; null when it is not one handled here.
-const char *ParseSpec(const char *p, Spec *spec) {
-  *spec = Spec{};
+const char *ParseSpec(const char *p, VKTextConversion *spec) {
+  spec->left = spec->zero = false;
+  spec->width = 0;
+  spec->precision = -1;
+  spec->length = kNone;
   for (;; ++p) {
     if (*p == '-') {
       spec->left = true;
@@ -39,34 +33,37 @@ const char *ParseSpec(const char *p, Spec *spec) {
       break;
     }
   }
+  int width = 0;
   for (; IsDigit(*p); ++p) {
-    spec->width = spec->width * 10 + (*p - '0');
-    if (spec->width > kMostWidth) return nullptr;
+    width = width * 10 + (*p - '0');
+    if (width > kMostWidth) return nullptr;
   }
+  spec->width = static_cast<int16_t>(width);
   if (*p == '.') {
-    spec->precision = 0;
+    int precision = 0;
     for (++p; IsDigit(*p); ++p) {
-      spec->precision = spec->precision * 10 + (*p - '0');
-      if (spec->precision > kMostPrecision) return nullptr;
+      precision = precision * 10 + (*p - '0');
+      if (precision > kMostPrecision) return nullptr;
     }
+    spec->precision = static_cast<int8_t>(precision);
   }
   if (*p == 'h') {
     ++p;
-    spec->length = Length::kShort;
+    spec->length = kShort;
     if (*p == 'h') {
       ++p;
-      spec->length = Length::kChar;
+      spec->length = kChar;
     }
   } else if (*p == 'l') {
     ++p;
-    spec->length = Length::kLong;
+    spec->length = kLong;
     if (*p == 'l') {
       ++p;
-      spec->length = Length::kLongLong;
+      spec->length = kLongLong;
     }
   } else if (*p == 'z') {
     ++p;
-    spec->length = Length::kSize;
+    spec->length = kSize;
   }
   spec->conversion = *p;
   switch (*p) {
@@ -78,18 +75,17 @@ const char *ParseSpec(const char *p, Spec *spec) {
       if (spec->precision >= 0) return nullptr;
       break;
     case 'c':
-      if (spec->precision >= 0 || spec->length != Length::kNone) return nullptr;
+      if (spec->precision >= 0 || spec->length != kNone) return nullptr;
       break;
     case 's':
-      if (spec->length != Length::kNone) return nullptr;
+      if (spec->length != kNone) return nullptr;
       break;
     case 'f':
     case 'F':
-      if (spec->length != Length::kNone && spec->length != Length::kLong) return nullptr;
+      if (spec->length != kNone && spec->length != kLong) return nullptr;
       break;
     case '%':
-      if (spec->left || spec->zero || spec->width || spec->precision >= 0 || spec->length != Length::kNone)
-        return nullptr;
+      if (spec->left || spec->zero || spec->width || spec->precision >= 0 || spec->length != kNone) return nullptr;
       break;
     default:
       return nullptr;
@@ -119,9 +115,11 @@ class Output {
   }
   // A field padded to the width: on the left with spaces, or with zeros
   // after the sign when `zeros`; on the right with spaces when left-aligned.
-  void Field(const Spec &spec, const char *text, size_t length, bool zeros) {
+  void Field(const VKTextConversion &spec, const char *text, size_t length, bool zeros) {
     const int pad = spec.width - static_cast<int>(length);
-    if (spec.left) {
+    if (pad <= 0) {
+      Put(text, length);
+    } else if (spec.left) {
       Put(text, length);
       Fill(' ', pad);
     } else if (zeros && spec.zero) {
@@ -144,7 +142,7 @@ class Output {
 };
 
 template <typename T>
-void Integer(Output &out, const Spec &spec, T value, int base, bool upper) {
+void Integer(Output &out, const VKTextConversion &spec, T value, int base, bool upper) {
   char digits[32];
   const auto result = std::to_chars(digits, digits + sizeof digits, value, base);
   const size_t length = static_cast<size_t>(result.ptr - digits);
@@ -155,34 +153,34 @@ void Integer(Output &out, const Spec &spec, T value, int base, bool upper) {
   out.Field(spec, digits, length, true);
 }
 
-void Signed(Output &out, const Spec &spec, va_list *args) {
+void Signed(Output &out, const VKTextConversion &spec, va_list *args) {
   switch (spec.length) {
-    case Length::kChar: Integer(out, spec, static_cast<signed char>(va_arg(*args, int)), 10, false); break;
-    case Length::kShort: Integer(out, spec, static_cast<short>(va_arg(*args, int)), 10, false); break;
-    case Length::kLong: Integer(out, spec, va_arg(*args, long), 10, false); break;
-    case Length::kLongLong: Integer(out, spec, va_arg(*args, long long), 10, false); break;
-    case Length::kSize: Integer(out, spec, va_arg(*args, ssize_t), 10, false); break;
-    case Length::kNone: Integer(out, spec, va_arg(*args, int), 10, false); break;
+    case kChar: Integer(out, spec, static_cast<signed char>(va_arg(*args, int)), 10, false); break;
+    case kShort: Integer(out, spec, static_cast<short>(va_arg(*args, int)), 10, false); break;
+    case kLong: Integer(out, spec, va_arg(*args, long), 10, false); break;
+    case kLongLong: Integer(out, spec, va_arg(*args, long long), 10, false); break;
+    case kSize: Integer(out, spec, va_arg(*args, ssize_t), 10, false); break;
+    case kNone: Integer(out, spec, va_arg(*args, int), 10, false); break;
   }
 }
 
-void Unsigned(Output &out, const Spec &spec, va_list *args) {
+void Unsigned(Output &out, const VKTextConversion &spec, va_list *args) {
   const int base = spec.conversion == 'u' ? 10 : 16;
   const bool upper = spec.conversion == 'X';
   switch (spec.length) {
-    case Length::kChar: Integer(out, spec, static_cast<unsigned char>(va_arg(*args, unsigned)), base, upper); break;
-    case Length::kShort: Integer(out, spec, static_cast<unsigned short>(va_arg(*args, unsigned)), base, upper); break;
-    case Length::kLong: Integer(out, spec, va_arg(*args, unsigned long), base, upper); break;
-    case Length::kLongLong: Integer(out, spec, va_arg(*args, unsigned long long), base, upper); break;
-    case Length::kSize: Integer(out, spec, va_arg(*args, size_t), base, upper); break;
-    case Length::kNone: Integer(out, spec, va_arg(*args, unsigned), base, upper); break;
+    case kChar: Integer(out, spec, static_cast<unsigned char>(va_arg(*args, unsigned)), base, upper); break;
+    case kShort: Integer(out, spec, static_cast<unsigned short>(va_arg(*args, unsigned)), base, upper); break;
+    case kLong: Integer(out, spec, va_arg(*args, unsigned long), base, upper); break;
+    case kLongLong: Integer(out, spec, va_arg(*args, unsigned long long), base, upper); break;
+    case kSize: Integer(out, spec, va_arg(*args, size_t), base, upper); break;
+    case kNone: Integer(out, spec, va_arg(*args, unsigned), base, upper); break;
   }
 }
 
 // Fixed notation: std::to_chars with a precision rounds the exact binary
 // value as printf does. Infinities and NaNs are spelt as printf spells them
 // and never padded with zeros.
-void Fixed(Output &out, const Spec &spec, double value) {
+void Fixed(Output &out, const VKTextConversion &spec, double value) {
   char text[320 + kMostPrecision];
   if (!std::isfinite(value)) {
     size_t length = 0;
@@ -197,7 +195,7 @@ void Fixed(Output &out, const Spec &spec, double value) {
   out.Field(spec, text, static_cast<size_t>(result.ptr - text), true);
 }
 
-void Text(Output &out, const Spec &spec, const char *text) {
+void Text(Output &out, const VKTextConversion &spec, const char *text) {
   if (text == nullptr) text = spec.precision < 0 || spec.precision >= 6 ? "(null)" : "";
   const size_t length = spec.precision < 0 ? std::strlen(text) : strnlen(text, static_cast<size_t>(spec.precision));
   out.Field(spec, text, length, false);
@@ -205,25 +203,50 @@ void Text(Output &out, const Spec &spec, const char *text) {
 
 }  // namespace
 
-int VKFormatText(char *out, size_t room, const char *format, va_list args) {
-  if (room == 0) return -1;
-  // The arguments are read from a copy: a conversion not handled here, met
-  // halfway, leaves the caller's list as it was for printf.
+bool VKTextFormat::Compile(const char *format) {
+  address_ = nullptr;
+  handled_ = false;
+  count_ = 0;
+  const size_t size = strnlen(format, kMostLength + 1);
+  if (size > static_cast<size_t>(kMostLength)) return false;
+  std::memcpy(text_, format, size + 1);
+  address_ = format;
+  size_t literal = 0;
+  for (size_t i = 0; i < size;) {
+    if (text_[i] != '%') {
+      ++i;
+      continue;
+    }
+    if (count_ == kMostConversions) return false;
+    VKTextConversion &conversion = conversions_[count_];
+    const char *next = ParseSpec(text_ + i + 1, &conversion);
+    if (next == nullptr) return false;
+    conversion.literalStart = static_cast<uint16_t>(literal);
+    conversion.literalLength = static_cast<uint16_t>(i - literal);
+    ++count_;
+    i = static_cast<size_t>(next - text_);
+    literal = i;
+  }
+  tailStart_ = static_cast<uint16_t>(literal);
+  tailLength_ = static_cast<uint16_t>(size - literal);
+  handled_ = true;
+  return true;
+}
+
+bool VKTextFormat::Is(const char *format) const {
+  return address_ == format && std::strcmp(text_, format) == 0;
+}
+
+int VKTextFormat::Format(char *out, size_t room, va_list args) const {
+  if (!handled_ || room == 0) return -1;
+  // The arguments are read from a copy: the caller's list stays as it was
+  // for printf when the text does not fit.
   va_list walk;
   va_copy(walk, args);
   Output text(out, room);
-  Spec spec;
-  bool handled = true;
-  for (const char *p = format; *p != '\0' && handled && !text.full();) {
-    const char *start = p;
-    while (*p != '\0' && *p != '%') ++p;
-    text.Put(start, static_cast<size_t>(p - start));
-    if (*p == '\0') break;
-    p = ParseSpec(p + 1, &spec);
-    if (p == nullptr) {
-      handled = false;
-      break;
-    }
+  for (int i = 0; i < count_ && !text.full(); ++i) {
+    const VKTextConversion &spec = conversions_[i];
+    text.Put(text_ + spec.literalStart, spec.literalLength);
     switch (spec.conversion) {
       case 'd':
       case 'i': Signed(text, spec, &walk); break;
@@ -241,8 +264,23 @@ int VKFormatText(char *out, size_t room, const char *format, va_list args) {
       default: text.Put("%", 1); break;
     }
   }
+  text.Put(text_ + tailStart_, tailLength_);
   va_end(walk);
-  if (!handled || text.full()) return -1;
+  if (text.full()) return -1;
   *text.end() = '\0';
   return static_cast<int>(text.end() - out);
+}
+
+int VKFormatText(char *out, size_t room, const char *format, va_list args) {
+  VKTextFormat compiled;
+  if (!compiled.Compile(format)) return -1;
+  return compiled.Format(out, room, args);
+}
+
+int VKTextFormats::Format(char *out, size_t room, const char *format, va_list args) {
+  static_assert(kEntries == 64);
+  const uint64_t key = reinterpret_cast<uintptr_t>(format);
+  VKTextFormat &entry = entries_[(key * 0x9E3779B97F4A7C15ull) >> (64 - 6)];
+  if (!entry.Is(format)) entry.Compile(format);
+  return entry.Format(out, room, args);
 }

@@ -57,6 +57,7 @@ VKWriter::VKWriter(const VKWriterHooks *hooks, VKOutputSet *outputs) : state_(st
   WriterState &state = *state_;
   state.hooks = hooks ? *hooks : VKWriterHooks{};
   state.outputs = outputs;
+  state.formats = std::make_unique<VKTextFormats>();
   if (!outputs) {
     const VKFileOps ops{state.hooks.rename, nullptr};
     state.ownOutputs = std::make_unique<VKOutputSet>(&ops);

@@ -9,6 +9,7 @@
 
 #include "base/output_files.h"
 #include "base/status.h"
+#include "binary/text_format.h"
 #include "binary/vkprint.h"
 #include "scene/memory.h"
 
@@ -43,6 +44,7 @@ struct WriterState {
   VKOutputSet *outputs;     // the run's outputs, or ownOutputs
   std::unique_ptr<VKOutputSet> ownOutputs;  // a writer without a run's set commits each file at close
   int outputId;             // the owned file in *outputs
+  std::unique_ptr<VKTextFormats> formats;  // the text side's formats, compiled on first use
   int mode;                 // kVKModeBinDebug, kVKModeBinary or kVKModeAscii
   uint32_t openChunk;       // name of the open chunk, 0 when none
   bool skip;                // "!": the next value item writes nothing
