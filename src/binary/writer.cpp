@@ -88,7 +88,11 @@ VKStatus VKWriteOpenFile(VKWriter &writer, const char *name) {
     if (!file) state.outputs->Discard(id);
   }
   // Larger writes than the default buffer: model files run to many megabytes.
-  if (file) std::setvbuf(file, nullptr, _IOFBF, 1 << 18);
+  // The buffer stays with the writer; the file is closed before it goes.
+  if (file) {
+    if (!state.fileBuffer) state.fileBuffer = std::make_unique<char[]>(vkbin::kFileBufferSize);
+    std::setvbuf(file, state.fileBuffer.get(), _IOFBF, vkbin::kFileBufferSize);
+  }
   if (!file) return VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", temporary.c_str());
   state.file = file;
   state.ownsFile = true;

@@ -16,6 +16,7 @@
 namespace vkbin {
 
 constexpr int kPointerPageEntries = 4096;
+constexpr size_t kFileBufferSize = 1 << 18;
 
 // A label, named pointer or string of the open chunk (in the chunk's pool).
 struct QueueEntry {
@@ -45,6 +46,7 @@ struct WriterState {
   std::unique_ptr<VKOutputSet> ownOutputs;  // a writer without a run's set commits each file at close
   int outputId;             // the owned file in *outputs
   std::unique_ptr<VKTextFormats> formats;  // the text side's formats, compiled on first use
+  std::unique_ptr<char[]> fileBuffer;      // stdio buffer of the owned files
   int mode;                 // kVKModeBinDebug, kVKModeBinary or kVKModeAscii
   uint32_t openChunk;       // name of the open chunk, 0 when none
   bool skip;                // "!": the next value item writes nothing
