@@ -52,82 +52,12 @@ void Tokenize(LineTokens *tokens, char *buffer) {
   }
 }
 
-LineReader::LineReader(std::FILE *file) : file_(file), block_(new char[kBlockSize + 1]) {}
-
-void LineReader::Restore() {
-  if (cut_) block_[cutAt_] = cutByte_;
-  cut_ = false;
-}
-
-void LineReader::Fill() {
-  const size_t rest = end_ - begin_;
-  std::memmove(block_.get(), block_.get() + begin_, rest);
-  begin_ = 0;
-  end_ = rest;
-  while (!atEnd_ && end_ < kBlockSize) {
-    const size_t got = std::fread(block_.get() + end_, 1, kBlockSize - end_, file_);
-    end_ += got;
-    if (got == 0) atEnd_ = true;  // end of file or a read error (std::ferror tells)
-  }
-}
-
-bool LineReader::ReadLine() {
-  constexpr size_t kMostPerLine = kLineSize - 1;
-  Restore();
-  if (end_ - begin_ < kMostPerLine && !atEnd_) Fill();
-  const size_t available = end_ - begin_;
-  if (available == 0) {
-    tokens_.count = 0;
-    tokenized_ = firstKnown_ = true;
-    first_ = {};
-    return false;
-  }
-  char *start = block_.get() + begin_;
-  const size_t most = available < kMostPerLine ? available : kMostPerLine;
-  const void *newline = std::memchr(start, '\n', most);
-  const size_t length = newline ? static_cast<size_t>(static_cast<const char *>(newline) - start) + 1 : most;
-  begin_ += length;
-  cutAt_ = begin_;
-  cutByte_ = block_[cutAt_];
-  block_[cutAt_] = '\0';
-  cut_ = true;
-  line_ = start;
-  lineCount_++;
-  tokenized_ = firstKnown_ = false;
-  return true;
-}
-
-const LineTokens &LineReader::Tokenized() const {
-  if (!tokenized_) {
-    Tokenize(&tokens_, line_);
-    tokenized_ = true;
-  }
-  return tokens_;
-}
-
-std::string_view LineReader::first() const {
-  if (tokenized_) return FirstToken(tokens_);
-  if (!firstKnown_) {
-    // The same token Tokenize would find first, without cutting the line.
-    const auto *p = reinterpret_cast<const unsigned char *>(line_);
-    while (kClass[*p] == kSeparator) p++;
-    const unsigned char *start = p;
-    while (kClass[*p] == kTokenChar) p++;
-    first_ = std::string_view(reinterpret_cast<const char *>(start), static_cast<size_t>(p - start));
-    firstKnown_ = true;
-  }
-  return first_;
-}
-
-void LineReader::Rewind() {
-  std::rewind(file_);
-  cut_ = false;
-  begin_ = end_ = 0;
-  atEnd_ = false;
-  lineCount_ = 0;
-  tokens_.count = 0;
-  tokenized_ = firstKnown_ = true;
-  first_ = {};
+std::string_view FindFirstToken(const char *line) {
+  const auto *p = reinterpret_cast<const unsigned char *>(line);
+  while (kClass[*p] == kSeparator) p++;
+  const unsigned char *start = p;
+  while (kClass[*p] == kTokenChar) p++;
+  return std::string_view(reinterpret_cast<const char *>(start), static_cast<size_t>(p - start));
 }
 
 int32_t DecimalValue(std::string_view token) {

@@ -26,6 +26,10 @@ struct LineTokens {
 // token is overwritten by a NUL.
 void Tokenize(LineTokens *tokens, char *buffer);
 
+// The first token Tokenize would find in the NUL-terminated line, without
+// cutting it.
+std::string_view FindFirstToken(const char *line);
+
 // The first token, or an empty view for a line without tokens (never equal
 // to a keyword).
 inline std::string_view FirstToken(const LineTokens &tokens) {
@@ -37,7 +41,7 @@ inline std::string_view FirstToken(const LineTokens &tokens) {
 // line of its own. The file is read in large blocks and each line is cut in
 // place in the block (the byte after it is put back when the next line is
 // read); it is tokenised when its tokens are first asked for, and first()
-// alone looks at the first token only.
+// alone looks for the first token only.
 class LineReader {
  public:
   explicit LineReader(std::FILE *file);
@@ -60,7 +64,7 @@ class LineReader {
   void Restore();
 
   std::FILE *file_;
-  std::unique_ptr<char[]> block_;  // kBlockSize bytes and one for the NUL after the last line
+  std::unique_ptr<char[]> block_;  // kBlockSize bytes and the NUL after the last line
   size_t begin_ = 0;               // unread bytes of the block: [begin_, end_)
   size_t end_ = 0;
   bool atEnd_ = false;  // the file has no more bytes (or failed)
