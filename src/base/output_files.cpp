@@ -236,7 +236,13 @@ void VKOutputSet::RemoveAtCommit(const std::string &name) { removals_.push_back(
 VKStatus VKOutputSet::Commit() {
   if (!HasFinished()) return VKStatus{};
   if (hasBackup_) {
-    if (Rename(backup_.temporary.c_str(), backup_.target.c_str()) != 0) return VKStopStatus(VKStatusCode::kCantBackup, "%s", "Error: Can't create backup file.\n");
+    if (Rename(backup_.temporary.c_str(), backup_.target.c_str()) != 0) {
+      return VKStopStatus(VKStatusCode::kCantBackup, "%s", "Error: Can't create backup file.\n");
+    }
+    // Where the backup was already a link to the input (a run stopped right
+    // after this step), the rename finds one file under both names and
+    // leaves the temporary: it goes now.
+    unlink(backup_.temporary.c_str());
     Unregister(backup_.slot);
     backup_.slot = -1;
   }

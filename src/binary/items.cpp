@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "base/console.h"
 #include "base/packers.h"
@@ -242,9 +243,25 @@ void Interpret(WriterState &state, const char *codes, va_list *args) {
 bool Binary(const WriterState &state) { return state.mode != kVKModeAscii; }
 
 // The text of one dual-print call: formatted here where the format allows,
-// by printf otherwise (a conversion not handled, a line longer than the
-// buffer).
+// by printf otherwise (a conversion not handled, a text longer than the
+// room). An owned file's text is formatted straight into its text buffer.
 void WriteText(WriterState &state, const char *format, va_list args) {
+  if (state.ownsFile) {
+    if (!state.text) state.text = std::make_unique<char[]>(kTextBufferSize);
+    for (;;) {
+      const int length =
+          state.formats->Format(state.text.get() + state.textUsed, kTextBufferSize - state.textUsed, format, args);
+      if (length >= 0) {
+        state.textUsed += static_cast<size_t>(length);
+        return;
+      }
+      const bool retry = state.textUsed > 0;
+      FlushText(state);
+      if (!retry) break;
+    }
+    std::vfprintf(state.file, format, args);
+    return;
+  }
   char line[1024];
   const int length = state.formats->Format(line, sizeof line, format, args);
   if (length >= 0) {

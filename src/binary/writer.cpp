@@ -16,6 +16,7 @@ void ResetState(WriterState &state) {
   state.file = stderr;
   state.ownsFile = false;
   state.outputId = -1;
+  state.textUsed = 0;
   state.mode = kVKModeAscii;
   state.openChunk = 0;
   state.skip = state.dump = state.write = state.plain = false;
@@ -31,6 +32,7 @@ void ResetState(WriterState &state) {
 // target is untouched.
 void RemoveUnfinishedOutput(WriterState &state) {
   if (!state.ownsFile) return;
+  state.textUsed = 0;
   if (state.file) std::fclose(state.file);
   state.outputs->Discard(state.outputId);
   state.ownsFile = false;
@@ -44,6 +46,11 @@ void SetMode(WriterState &state, int mode, bool dump, bool write) {
 }
 
 }  // namespace
+
+void FlushText(WriterState &state) {
+  if (state.textUsed > 0) std::fwrite(state.text.get(), 1, state.textUsed, state.file);
+  state.textUsed = 0;
+}
 
 void Fail(WriterState &state, VKStatus status) {
   if (state.status.ok()) state.status = std::move(status);
@@ -121,6 +128,7 @@ VKStatus VKWriteClose(VKWriter &writer) {
     vkbin::RemoveUnfinishedOutput(state);
   } else {
     bool ok = true;
+    vkbin::FlushText(state);
     if (state.dump) vkbin::ImageDump(state);
     if (state.write) {
       if (!state.file || state.file == stderr) {

@@ -16,7 +16,8 @@
 namespace vkbin {
 
 constexpr int kPointerPageEntries = 4096;
-constexpr size_t kFileBufferSize = 1 << 18;
+constexpr size_t kFileBufferSize = 1 << 16;
+constexpr size_t kTextBufferSize = 1 << 18;
 
 // A label, named pointer or string of the open chunk (in the chunk's pool).
 struct QueueEntry {
@@ -47,6 +48,10 @@ struct WriterState {
   int outputId;             // the owned file in *outputs
   std::unique_ptr<VKTextFormats> formats;  // the text side's formats, compiled on first use
   std::unique_ptr<char[]> fileBuffer;      // stdio buffer of the owned files
+  // The text of an owned file, formatted in place and written in large
+  // pieces (a file not owned gets each call's text at once).
+  std::unique_ptr<char[]> text;
+  size_t textUsed;
   int mode;                 // kVKModeBinDebug, kVKModeBinary or kVKModeAscii
   uint32_t openChunk;       // name of the open chunk, 0 when none
   bool skip;                // "!": the next value item writes nothing
@@ -77,6 +82,8 @@ struct WriterState {
 };
 
 inline bool Failed(const WriterState &state) { return !state.status.ok(); }
+// Writes the text held for the owned file.
+void FlushText(WriterState &state);
 // Keeps the first failure of the run.
 void Fail(WriterState &state, VKStatus status);
 

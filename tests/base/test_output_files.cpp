@@ -144,6 +144,23 @@ TEST(OutputSet, StaleTemporariesAreReplacedNotWrittenThrough) {
   EXPECT_EQ(Snapshot(dir.path()), (Files{{"in", "new in"}, {"in.bk", "input"}}));
 }
 
+// A run stopped right after its backup took its name leaves the backup as a
+// link to the input; the next run's backup is then the same file under a
+// third name, which a rename leaves in place: the commit removes it.
+TEST(OutputSet, BackupThatIsAlreadyALinkToTheInput) {
+  ScratchDir dir;
+  const std::string input = dir.file("in");
+  ASSERT_TRUE(WriteFile(input, "input"));
+  ASSERT_EQ(link(input.c_str(), (input + ".bk").c_str()), 0);
+  {
+    VKOutputSet outputs;
+    ASSERT_TRUE(outputs.PrepareBackup(input, input + ".bk"));
+    WriteOutput(outputs, input);
+    EXPECT_TRUE(outputs.Commit().ok());
+    EXPECT_EQ(Snapshot(dir.path()), (Files{{"in", "new in"}, {"in.bk", "input"}}));
+  }
+}
+
 // A backup that can be neither linked nor copied (no input), or whose name
 // is taken by a folder, is refused at once and leaves nothing behind.
 TEST(OutputSet, BackupsThatCannotBeMade) {
