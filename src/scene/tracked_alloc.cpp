@@ -72,11 +72,10 @@ void *ScMalloc(size_t size, const char *tag) {
     t.used = 0;
   }
   auto *header = size <= SIZE_MAX - sizeof(BlockHeader)
-                     ? static_cast<BlockHeader *>(std::malloc(sizeof(BlockHeader) + size))
+                     ? static_cast<BlockHeader *>(std::calloc(1, sizeof(BlockHeader) + size))
                      : nullptr;
   if (!header) throw VKOutOfMemory(false, "Error: Can't malloc %s\n", tag);
   void *block = header + 1;
-  std::memset(block, 0, size);
   *header = BlockHeader{t.current, t.used};
   t.current->slots[t.used] = block;
   t.used++;

@@ -1,5 +1,9 @@
 // Line reading, tokens and number conversions.
+#include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <cstdio>
 #include <iterator>
 #include <random>
@@ -70,6 +74,84 @@ TEST(TokensTest, LongLinesAreReadInPiecesAndCounted) {
   }
   EXPECT_EQ(lines, "1 2 5\n2 1 1023\n3 1 477\n4 0 0\n5 4 4\n1 2 5\n2 1 1023\n3 1 477\n4 0 0\n5 4 4\n");
   std::fclose(file);
+}
+
+// The literal conversion: the longest number prefix through from_chars (and
+// strtof where that is out of range).
+float LiteralRealValue(std::string_view token) {
+  size_t i = 0, digits = 0;
+  const auto digit = [&](size_t at) { return at < token.size() && token[at] >= '0' && token[at] <= '9'; };
+  if (i < token.size() && token[i] == '-') i++;
+  for (; digit(i); i++) digits++;
+  if (i < token.size() && token[i] == '.')
+    for (i++; digit(i); i++) digits++;
+  if (digits == 0) return 0.0f;
+  if (i < token.size() && (token[i] == 'e' || token[i] == 'E')) {
+    size_t j = i + 1;
+    if (j < token.size() && token[j] == '-') j++;
+    if (digit(j)) {
+      while (digit(j)) j++;
+      i = j;
+    }
+  }
+  const std::string prefix(token.substr(0, i));
+  float value = 0.0f;
+  if (std::from_chars(prefix.data(), prefix.data() + prefix.size(), value).ec == std::errc::result_out_of_range)
+    value = std::strtof(prefix.c_str(), nullptr);
+  return value;
+}
+
+// Decimals of up to 19 digits take a shorter way than the full conversion;
+// the literal conversion is the oracle, bit for bit, over the texts the
+// writers print ("%f" and "%9.6fF" of random floats of every exponent), long
+// digit strings, values halfway between two floats, the largest and smallest
+// floats, and exponents.
+TEST(TokensTest, RealValueMatchesTheFullConversion) {
+  std::mt19937_64 random(3);
+  std::vector<std::string> texts = {"0", "-0", "-0.000000F", "3.4028235e38", "340282346638528859811704183484516925440.0",
+                                    "340282356779733661637539395458142568448.0", "1.17549435e-38",
+                                    "0.0000000000000000000000000000000000000117549435", "16777217", "16777217.0",
+                                    "0.30000001192092896", "1e-46", "1e39", "9999999999999999999", "99999999999999999999",
+                                    "0.1", "-0.1F", "123456789012345678.9", "5e-324", "8388608.5", "8388609.5", "696.9572448730469", "-0.00008718854587641545", "0.001099860470276326"};
+  char text[512];
+  for (int i = 0; i < 200000; ++i) {
+    const uint64_t bits = random();
+    float f;
+    const uint32_t low = static_cast<uint32_t>(bits);
+    std::memcpy(&f, &low, sizeof f);
+    if (!std::isfinite(f)) continue;
+    const char *formats[] = {"%f", "%9.6fF", "%.9g", "%.3f", "%.12f"};
+    std::snprintf(text, sizeof text, formats[i % 5], static_cast<double>(f));
+    texts.emplace_back(text);
+    // Halfway between f and the next float up, printed exactly, and printed
+    // with 15 and 16 digits: some of those decimals are not halfway but their
+    // nearest double is.
+    const float next = std::nextafter(f, std::numeric_limits<float>::infinity());
+    const double halfway = (static_cast<double>(f) + static_cast<double>(next)) / 2;
+    if (std::isfinite(next) && halfway != 0) {
+      if (i % 7 == 0) {
+        std::snprintf(text, sizeof text, "%.60f", halfway);
+        texts.emplace_back(text);
+      }
+      const int whole = static_cast<int>(std::floor(std::log10(std::fabs(halfway)))) + 1;
+      for (int significant : {15, 16}) {
+        std::snprintf(text, sizeof text, "%.*f", std::clamp(significant - whole, 0, 22), halfway);
+        texts.emplace_back(text);
+      }
+    }
+    // Digit strings of every length up to 25 with a point anywhere.
+    std::string digits = std::to_string(bits) + std::to_string(bits >> 7);
+    digits.resize(1 + bits % 25);
+    digits.insert(bits % (digits.size() + 1), ".");
+    texts.push_back((bits & 1 ? "-" : "") + digits);
+  }
+  for (const std::string &t : texts) {
+    const float ours = vkreader::RealValue(t), literal = LiteralRealValue(t);
+    uint32_t a, b;
+    std::memcpy(&a, &ours, 4);
+    std::memcpy(&b, &literal, 4);
+    ASSERT_EQ(a, b) << t;
+  }
 }
 
 // The reader reads blocks and tokenises on demand; the literal reading
