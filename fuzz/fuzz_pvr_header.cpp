@@ -9,15 +9,11 @@
 #include <string>
 
 #include "base/console.h"
+#include "fuzz_common.h"
 #include "texture/pvr_header.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  // The scratch file lives in memory and goes away with the process.
-  static const struct Scratch {
-    std::string path = "/dev/shm/fuzz_pvr_header_" + std::to_string(getpid()) + ".pvr";
-    ~Scratch() { std::remove(path.c_str()); }
-  } scratch;
-  const std::string &path = scratch.path;
+  static const std::string path = std::string(fuzz::Scratch()) + "/texture.pvr";
   SetWarningStream(nullptr);
   SetErrorStream(nullptr);
   PVR_TexInfo fromMemory, fromFile;

@@ -15,6 +15,7 @@
 #include "base/output_files.h"
 #include "base/status.h"
 #include "base/version.h"
+#include "basic/basic_writer.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
@@ -75,8 +76,8 @@ struct BasicRoute {
 constexpr BasicRoute kBasicRoutes[] = {
     {true, false, "Basic Model Ascii to Chunk Model Ascii", VKWriteChunkModel},
     {true, true, "Basic Model Ascii to Chunk Model Binary", VKWriteChunkModel},
-    {false, false, "Basic Model Ascii to Basic Model Ascii", nullptr},
-    {false, true, "Basic Model Ascii to Basic Model Binary", nullptr},
+    {false, false, "Basic Model Ascii to Basic Model Ascii", VKWriteBasicModel},
+    {false, true, "Basic Model Ascii to Basic Model Binary", VKWriteBasicModel},
 };
 
 constexpr const char *kChunkToBinaryName = "Chunk Model Ascii to Chunk Model Binary";
@@ -225,6 +226,9 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, c
   if (route.writer == nullptr) return StopUnavailable(route.name);
   if (chunkOutput) {
     if (VKStatus fits = VKSceneFitsChunkModel(options->scene); !fits.ok()) return fits;
+  } else {
+    VKStatus fits = VKSceneFitsBasicModel(options->scene, options->modelFlags, options->stripFlags);
+    if (!fits.ok()) return fits;
   }
 
   // The output takes the input's name (the writer changes the suffix where
