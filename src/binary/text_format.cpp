@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -104,6 +105,17 @@ class Output {
     std::memcpy(p_, text, length);
     p_ += length;
   }
+  // The same for a text that has at least 16 readable bytes (the pieces of
+  // a compiled format and the digits made here): short ones are copied as
+  // 16 bytes at once, the rest of them overwritten by what follows.
+  void PutPadded(const char *text, size_t length) {
+    if (length <= 16 && static_cast<size_t>(end_ - p_) > 16) {
+      std::memcpy(p_, text, 16);
+      p_ += length;
+      return;
+    }
+    Put(text, length);
+  }
   void Fill(char c, int count) {
     if (count <= 0) return;
     if (end_ - p_ <= count) {
@@ -115,10 +127,14 @@ class Output {
   }
   // A field padded to the width: on the left with spaces, or with zeros
   // after the sign when `zeros`; on the right with spaces when left-aligned.
-  void Field(const VKTextConversion &spec, const char *text, size_t length, bool zeros) {
+  void Field(const VKTextConversion &spec, const char *text, size_t length, bool zeros, bool padded = false) {
     const int pad = spec.width - static_cast<int>(length);
     if (pad <= 0) {
-      Put(text, length);
+      if (padded) {
+        PutPadded(text, length);
+      } else {
+        Put(text, length);
+      }
     } else if (spec.left) {
       Put(text, length);
       Fill(' ', pad);
@@ -143,14 +159,19 @@ class Output {
 
 template <typename T>
 void Integer(Output &out, const VKTextConversion &spec, T value, int base, bool upper) {
-  char digits[32];
-  const auto result = std::to_chars(digits, digits + sizeof digits, value, base);
-  const size_t length = static_cast<size_t>(result.ptr - digits);
-  if (upper) {
-    for (size_t i = 0; i < length; ++i)
-      if (digits[i] >= 'a' && digits[i] <= 'f') digits[i] = static_cast<char>(digits[i] - 'a' + 'A');
+  char digits[48];
+  size_t length;
+  if (base == 16) {
+    // Hexadecimal digits from the lowest up, as to_chars gives them.
+    const char *names = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+    auto rest = static_cast<std::make_unsigned_t<T>>(value);
+    length = 0;
+    for (auto v = rest; v != 0 || length == 0; v >>= 4) ++length;
+    for (size_t i = length; i-- > 0; rest >>= 4) digits[i] = names[rest & 15];
+  } else {
+    length = static_cast<size_t>(std::to_chars(digits, digits + 32, value, base).ptr - digits);
   }
-  out.Field(spec, digits, length, true);
+  out.Field(spec, digits, length, true, true);
 }
 
 void Signed(Output &out, const VKTextConversion &spec, va_list *args) {
@@ -192,7 +213,7 @@ void Fixed(Output &out, const VKTextConversion &spec, double value) {
   }
   const int precision = spec.precision < 0 ? 6 : spec.precision;
   const auto result = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, precision);
-  out.Field(spec, text, static_cast<size_t>(result.ptr - text), true);
+  out.Field(spec, text, static_cast<size_t>(result.ptr - text), true, true);
 }
 
 void Text(Output &out, const VKTextConversion &spec, const char *text) {
@@ -246,7 +267,7 @@ int VKTextFormat::Format(char *out, size_t room, va_list args) const {
   Output text(out, room);
   for (int i = 0; i < count_ && !text.full(); ++i) {
     const VKTextConversion &spec = conversions_[i];
-    text.Put(text_ + spec.literalStart, spec.literalLength);
+    text.PutPadded(text_ + spec.literalStart, spec.literalLength);
     switch (spec.conversion) {
       case 'd':
       case 'i': Signed(text, spec, &walk); break;
@@ -264,7 +285,7 @@ int VKTextFormat::Format(char *out, size_t room, va_list args) const {
       default: text.Put("%", 1); break;
     }
   }
-  text.Put(text_ + tailStart_, tailLength_);
+  text.PutPadded(text_ + tailStart_, tailLength_);
   va_end(walk);
   if (text.full()) return -1;
   *text.end() = '\0';

@@ -46,7 +46,7 @@ class VKTextFormat {
   uint8_t count_ = 0;
   uint16_t tailStart_ = 0;  // literal text after the last conversion
   uint16_t tailLength_ = 0;
-  char text_[kMostLength + 1] = {};
+  char text_[kMostLength + 1 + 16] = {};  // 16 bytes more: pieces are copied 16 bytes at a time
   VKTextConversion conversions_[kMostConversions] = {};
 };
 

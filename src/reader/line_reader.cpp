@@ -51,21 +51,14 @@ bool LineReader::ReadLine() {
   return true;
 }
 
-const LineTokens &LineReader::Tokenized() const {
-  if (!tokenized_) {
-    Tokenize(&tokens_, line_);
-    tokenized_ = true;
-  }
-  return tokens_;
+void LineReader::TokenizeLine() const {
+  Tokenize(&tokens_, line_);
+  tokenized_ = true;
 }
 
-std::string_view LineReader::first() const {
-  if (tokenized_) return FirstToken(tokens_);
-  if (!firstKnown_) {
-    first_ = FindFirstToken(line_);
-    firstKnown_ = true;
-  }
-  return first_;
+void LineReader::FindFirst() const {
+  first_ = FindFirstToken(line_);
+  firstKnown_ = true;
 }
 
 void LineReader::Rewind() {

@@ -51,13 +51,22 @@ class LineReader {
   void Rewind();
   int line() const { return lineCount_; }
   const LineTokens &tokens() const { return Tokenized(); }
-  std::string_view first() const;
+  std::string_view first() const {
+    if (tokenized_) return FirstToken(tokens_);
+    if (!firstKnown_) FindFirst();
+    return first_;
+  }
   int count() const { return Tokenized().count; }
   std::string_view operator[](int i) const { return Tokenized()[i]; }
 
  private:
   static constexpr size_t kBlockSize = 1 << 20;
-  const LineTokens &Tokenized() const;
+  const LineTokens &Tokenized() const {
+    if (!tokenized_) TokenizeLine();
+    return tokens_;
+  }
+  void TokenizeLine() const;
+  void FindFirst() const;
   // Moves the unread rest to the front of the block and reads more.
   void Fill();
   // Puts back the byte that ends the current line in the block.
