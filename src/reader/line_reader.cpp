@@ -1,12 +1,28 @@
 // The line reader: blocks of the file, lines cut in place in the block and
 // tokenised on demand.
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstring>
 
 #include "reader/tokens.h"
 
 namespace vkreader {
 
-LineReader::LineReader(std::FILE *file) : file_(file), block_(new char[kBlockSize + 1]) {}
+namespace {
+
+size_t BlockSizeFor(std::FILE *file) {
+  struct stat info {};
+  const int fd = fileno(file);
+  if (fd < 0 || fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) return 1 << 20;
+  const auto size = static_cast<size_t>(info.st_size) + 1;
+  return std::clamp<size_t>(size, kLineSize, size_t{1} << 20);
+}
+
+}  // namespace
+
+LineReader::LineReader(std::FILE *file)
+    : file_(file), blockSize_(BlockSizeFor(file)), block_(new char[blockSize_ + 1]) {}
 
 void LineReader::Restore() {
   if (cut_) block_[cutAt_] = cutByte_;
@@ -18,8 +34,8 @@ void LineReader::Fill() {
   std::memmove(block_.get(), block_.get() + begin_, rest);
   begin_ = 0;
   end_ = rest;
-  while (!atEnd_ && end_ < kBlockSize) {
-    const size_t got = std::fread(block_.get() + end_, 1, kBlockSize - end_, file_);
+  while (!atEnd_ && end_ < blockSize_) {
+    const size_t got = std::fread(block_.get() + end_, 1, blockSize_ - end_, file_);
     end_ += got;
     if (got == 0) atEnd_ = true;  // end of file or a read error (std::ferror tells)
   }

@@ -60,7 +60,6 @@ class LineReader {
   std::string_view operator[](int i) const { return Tokenized()[i]; }
 
  private:
-  static constexpr size_t kBlockSize = 1 << 20;
   const LineTokens &Tokenized() const {
     if (!tokenized_) TokenizeLine();
     return tokens_;
@@ -73,7 +72,8 @@ class LineReader {
   void Restore();
 
   std::FILE *file_;
-  std::unique_ptr<char[]> block_;  // kBlockSize bytes and the NUL after the last line
+  size_t blockSize_;  // the file size and its last NUL, at least a line, at most 1 MiB
+  std::unique_ptr<char[]> block_;  // blockSize_ bytes and the NUL after the last line
   size_t begin_ = 0;               // unread bytes of the block: [begin_, end_)
   size_t end_ = 0;
   bool atEnd_ = false;  // the file has no more bytes (or failed)
