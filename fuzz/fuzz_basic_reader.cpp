@@ -14,24 +14,6 @@
 
 namespace {
 
-// The reader prints its messages straight to stderr, as the program must;
-// while an input runs they go nowhere (libFuzzer keeps its own stream).
-class QuietStderr {
- public:
-  QuietStderr() : saved_(stderr) { stderr = Null(); }
-  ~QuietStderr() { stderr = saved_; }
-  QuietStderr(const QuietStderr &) = delete;
-  QuietStderr &operator=(const QuietStderr &) = delete;
-
- private:
-  static FILE *Null() {
-    static FILE *const null = std::fopen("/dev/null", "w");
-    if (null == nullptr) std::abort();
-    return null;
-  }
-  FILE *saved_;
-};
-
 // Option words of the routes: chunk output with each volume mode, or the
 // Basic output; the strip options; -septex and -bin.
 constexpr uint32_t kVolumeModes[] = {0, vkopt::kChunkVolumeStrip, vkopt::kChunkVolumePoly3,
@@ -44,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const uint8_t choice = data[0];
   const std::string model = fuzz::Path("model.vka");
   fuzz::Write(model, data + 1, size - 1);
-  QuietStderr quiet;
+  fuzz::QuietStderr quiet;
   ScMallocTabInit();
   try {
     ScObject *scene = ReadBasicModel(model.c_str());

@@ -15,6 +15,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::Scratch();  // a silent console
+  fuzz::QuietStderr quiet;
   std::vector<std::string> words = {"vkconv"};
   const char *text = reinterpret_cast<const char *>(data);
   for (size_t at = 0; at < size && words.size() < 65;) {
