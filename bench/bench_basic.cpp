@@ -118,7 +118,7 @@ void WriterOnly(benchmark::State &state, bool binary) {
     std::snprintf(name, sizeof name, "%s", work.file("big.vka").c_str());
     GlobalIndexBlock globalIndex{};
     state.ResumeTiming();
-    VKWriteBasicModel({list, "big.vka", name, &globalIndex, "", 0x40000001, 1.0f, nullptr});
+    VKWriteBasicModel({list, "big.vka", name, &globalIndex, "", 0x40000001, 1.0f, nullptr, nullptr});
     state.PauseTiming();
     ScFreeAll();
     state.ResumeTiming();

@@ -118,7 +118,7 @@ void WriterOnly(benchmark::State &state, bool binary) {
     std::snprintf(name, sizeof name, "%s", work.file("big.vka").c_str());
     GlobalIndexBlock globalIndex{};
     state.ResumeTiming();
-    VKWriteChunkModel({list, "big.vka", name, &globalIndex, "", chunkFlags, 1.0f, nullptr});
+    VKWriteChunkModel({list, "big.vka", name, &globalIndex, "", chunkFlags, 1.0f, nullptr, nullptr});
     state.PauseTiming();
     ScFreeAll();
     state.ResumeTiming();

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -74,5 +75,24 @@ inline Parts Split(const uint8_t *data, size_t size) {
   parts.secondSize = rest - parts.firstSize;
   return parts;
 }
+
+// Messages the program prints straight to stderr (the Basic reader's, the
+// suffix warning) go nowhere while an object of this lives; libFuzzer keeps
+// its own stream, and sanitizer reports go to the file descriptor.
+class QuietStderr {
+ public:
+  QuietStderr() : saved_(stderr) { stderr = Null(); }
+  ~QuietStderr() { stderr = saved_; }
+  QuietStderr(const QuietStderr &) = delete;
+  QuietStderr &operator=(const QuietStderr &) = delete;
+
+ private:
+  static FILE *Null() {
+    static FILE *const null = std::fopen("/dev/null", "w");
+    if (null == nullptr) std::abort();
+    return null;
+  }
+  FILE *saved_;
+};
 
 }  // namespace fuzz

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/vka_gen.h"
 #include "texture/image_files.h"
 #include "texture/pvr_format.h"
 
@@ -107,5 +108,54 @@ int main(int argc, char **argv) {
   std::vector<std::string> headerSeeds = pvrs;
   headerSeeds.push_back(pal4);
   Seeds(root / "pvr_header", headerSeeds);
+
+  // The Basic reader: byte 0 chooses the options, then a generated model of
+  // each mesh kind, with normals, polygon normals, UVs, textures and a
+  // default material list in turn.
+  std::vector<std::string> models;
+  const std::vector<vktest::VkaMesh> kinds = {vktest::VkaMesh::kTriangles, vktest::VkaMesh::kQuads,
+                                              vktest::VkaMesh::kPolygons, vktest::VkaMesh::kStrips,
+                                              vktest::VkaMesh::kReverseStrips};
+  for (int i = 0; i < 8; ++i) {
+    vktest::VkaGenParams params;
+    params.baseName = "f";
+    params.objects = 1 + i % 3;
+    params.gridWidth = 1 + i % 3;
+    params.gridHeight = 1 + i / 3 % 2;
+    params.meshKinds = {kinds[i % kinds.size()], kinds[(i + 2) % kinds.size()]};
+    params.polyNormals = i % 2 == 1;
+    params.uvs = i % 3 != 2;
+    params.textures = i % 4;
+    params.paletteBanks = i == 5;
+    params.defaultMaterialList = i % 4 == 3;
+    params.materials = 1 + i % 2;
+    models.push_back(std::string(1, static_cast<char>(i * 37 + 1)) + vktest::GenerateVka(params));
+  }
+  Seeds(root / "basic_reader", models);
+
+  // The option parser: NUL-separated words.
+  const auto words = [](std::initializer_list<std::string> list) {
+    std::string out;
+    for (const std::string &word : list) out += word + '\0';
+    return out;
+  };
+  Seeds(root / "options",
+        {words({"model"}), words({"model.txt", "-bin", "-septex"}), words({"-gibase", "100", "m", "-B"}),
+         words({"m", "-VNX", "-co3", "-VCOM", "-uvh", "-pvn", "-pvc"}), words({"m", "-gscale", "0.5", "-S", "-STt"}),
+         words({"m", "-dm", "-dma", "-da", "-vctouf", "-pctouf", "-euv", "-coS", "-D8", "-NF", "-S4"}),
+         words({"dir.v2/m", "-rx", "90", "-ry", "-45", "-rz", "1e3", "-gm", "-GM", "-G", "-notexture"})});
+
+  // The binary writer: programs of writer calls (see the target).
+  std::vector<std::string> programs;
+  uint32_t state = 12345;
+  for (int i = 0; i < 6; ++i) {
+    std::string program;
+    for (int n = 0; n < 64 << (i % 3); ++n) {
+      state = state * 1103515245u + 12345u;
+      program += static_cast<char>(state >> 16);
+    }
+    programs.push_back(program);
+  }
+  Seeds(root / "binary_items", programs);
   return 0;
 }

@@ -6,8 +6,18 @@
 
 namespace {
 
-// Position of the last '.' in name, or null.
-char *LastDot(char *name) { return std::strrchr(name, '.'); }
+bool IsSeparator(char c) { return c == '/' || c == '\\'; }
+
+// Position of the last '.' after the last directory separator, or null: a dot
+// in a folder name ("dir.v2/model") is no suffix.
+char *LastDot(char *name) {
+  char *dot = nullptr;
+  for (char *p = name; *p != '\0'; ++p) {
+    if (*p == '.') dot = p;
+    if (IsSeparator(*p)) dot = nullptr;
+  }
+  return dot;
+}
 
 // Copies text to dest, never writing more than `room` bytes.
 void CopyBounded(char *dest, const char *text, size_t room) {
@@ -44,7 +54,7 @@ void StripSuffix(char *name) {
 const char *BaseName(const char *name) {
   const char *base = name;
   for (const char *p = name; *p != '\0'; ++p) {
-    if (*p == '\\' || *p == '/') base = p + 1;
+    if (IsSeparator(*p)) base = p + 1;
   }
   return base;
 }

@@ -5,12 +5,14 @@
 // least kNameSize bytes.
 constexpr int kNameSize = 256;
 
-// Replaces the text from the last '.' by suffix, or appends it.
+// The suffix of a name is the text from the last '.' of its last component
+// (after the last '\' or '/'), so a dot in a folder name is never one.
+// Replaces the suffix by `suffix`, or appends it.
 void ReplaceSuffix(char *name, const char *suffix);
 // As ReplaceSuffix, warning "Warning : Mismatch suffix\n" when an existing
 // suffix differs.
 void CheckSuffix(char *name, const char *suffix);
-// Cuts the name at its last '.'.
+// Cuts the suffix off.
 void StripSuffix(char *name);
 // The text after the last '\' or '/' (both separate directories here).
 const char *BaseName(const char *name);

@@ -78,7 +78,7 @@ int WriteObjectSection(VKWriteInfo *info) {
 }  // namespace
 
 VKStatus VKWriteBasicModel(const VKWriteRequest &request) {
-  VKWriter writer(request.hooks);
+  VKWriter writer(request.hooks, request.outputs);
   VKWriteInfo info;
   VKInitWriteInfo(&info, request, 0, &writer);
   VKApplyMaterialTags(request.nodeList, info.flags);

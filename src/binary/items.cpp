@@ -1,10 +1,13 @@
 // The dual print and the interpreter of binary item codes.
 #include <array>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "base/console.h"
 #include "base/packers.h"
+#include "binary/text_format.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
 
@@ -239,6 +242,35 @@ void Interpret(WriterState &state, const char *codes, va_list *args) {
 
 bool Binary(const WriterState &state) { return state.mode != kVKModeAscii; }
 
+// The text of one dual-print call: formatted here where the format allows,
+// by printf otherwise (a conversion not handled, a text longer than the
+// room). An owned file's text is formatted straight into its text buffer.
+void WriteText(WriterState &state, const char *format, va_list args) {
+  if (state.ownsFile) {
+    if (!state.text) state.text = std::make_unique<char[]>(kTextBufferSize);
+    for (;;) {
+      const int length =
+          state.formats->Format(state.text.get() + state.textUsed, kTextBufferSize - state.textUsed, format, args);
+      if (length >= 0) {
+        state.textUsed += static_cast<size_t>(length);
+        return;
+      }
+      const bool retry = state.textUsed > 0;
+      FlushText(state);
+      if (!retry) break;
+    }
+    std::vfprintf(state.file, format, args);
+    return;
+  }
+  char line[1024];
+  const int length = state.formats->Format(line, sizeof line, format, args);
+  if (length >= 0) {
+    std::fwrite(line, 1, static_cast<size_t>(length), state.file);
+  } else {
+    std::vfprintf(state.file, format, args);
+  }
+}
+
 }  // namespace
 }  // namespace vkbin
 
@@ -251,7 +283,7 @@ void VKPrint(VKWriter &writer, const char *codes, const char *format, ...) {
   if (vkbin::Binary(state)) {
     if (codes) vkbin::Interpret(state, codes, &args);
   } else if (format) {
-    std::vfprintf(state.file, format, args);
+    vkbin::WriteText(state, format, args);
   }
   va_end(args);
 }
@@ -261,7 +293,7 @@ void VKPrintAscii(VKWriter &writer, const char *format, ...) {
   if (vkbin::Binary(state) || !format) return;
   va_list args;
   va_start(args, format);
-  std::vfprintf(state.file, format, args);
+  vkbin::WriteText(state, format, args);
   va_end(args);
 }
 

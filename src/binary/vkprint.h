@@ -68,9 +68,14 @@ struct WriterState;
 // failure inside the writer (a byte image that cannot grow, a rewrite outside
 // the image) is kept as the writer's status; from then on the writer writes
 // and describes nothing more, and VKWriteClose returns it.
+class VKOutputSet;
+
 class VKWriter {
  public:
-  explicit VKWriter(const VKWriterHooks *hooks = nullptr);
+  // With `outputs`, the files the writer finishes are committed by the run
+  // (base/output_files.h); without, each one is moved into place when it is
+  // closed. Renames go through the hooks' rename in both cases.
+  explicit VKWriter(const VKWriterHooks *hooks = nullptr, VKOutputSet *outputs = nullptr);
   // A file opened by VKWriteOpenFile and not closed is removed (its target
   // stays as it was), also when an exception unwinds the writer.
   ~VKWriter();
@@ -87,10 +92,11 @@ class VKWriter {
 // Binds a file; a null file binds the standard error stream.
 void VKWriteOpen(VKWriter &writer, FILE *file);
 // Opens `name` for writing through a temporary file beside it and binds it. The
-// finished file replaces `name` only when VKWriteClose has written it
-// completely, so a failed run never leaves a truncated file where a good one
-// stood. Fails with kCantOpen, after printing the error, when the temporary
-// file cannot be created.
+// finished file replaces `name` only once VKWriteClose has written it
+// completely (and, with a run's output set, when the run commits), so a failed
+// run never leaves a truncated file where a good one stood. Fails with
+// kCantOpen, after printing the error, when the temporary file cannot be
+// created.
 VKStatus VKWriteOpenFile(VKWriter &writer, const char *name);
 void VKWriteSetBin(VKWriter &writer);       // mode 1
 void VKWriteSetBinDebug(VKWriter &writer);  // mode 0; silences the info stream
@@ -102,8 +108,8 @@ const VKWriterHooks *VKWriteHooks(const VKWriter &writer);
 // The writer's failure so far, or ok.
 const VKStatus &VKWriteStatus(const VKWriter &writer);
 // Writes the byte image when the write flag is set (dump mode: hex dump first)
-// and releases it; a file opened by VKWriteOpenFile is closed and renamed into
-// place. The writer is then as new (ASCII mode on the standard error stream).
+// and releases it; a file opened by VKWriteOpenFile is closed and finished
+// (moved into place now, or by the run's commit). The writer is then as new (ASCII mode on the standard error stream).
 // Returns the writer's earlier failure (not printed, nothing written, the
 // temporary file removed), or kCantWrite after printing an error when the
 // output could not be written completely.

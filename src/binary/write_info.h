@@ -9,6 +9,7 @@ struct ScNodeList;
 struct VKOptimizeInfo;
 struct VKWriterHooks;
 class VKWriter;
+class VKOutputSet;
 
 // The global-index block handed to the writers: the -gibase value, the four
 // motion tolerances, and the counter that the texture-list writer reads and
@@ -40,6 +41,7 @@ struct VKWriteRequest {
   uint32_t chunkFlags;
   float globalScale;            // -gscale, 1.0 by default
   const VKWriterHooks *hooks;   // null: the standard file operations
+  VKOutputSet *outputs;         // the run's outputs, committed by the driver; null: each file at its close
 };
 
 struct VKWriteInfo {

@@ -15,8 +15,8 @@ void ResetState(WriterState &state) {
   state.status = VKStatus{};
   state.file = stderr;
   state.ownsFile = false;
-  state.targetName.clear();
-  state.temporaryName.clear();
+  state.outputId = -1;
+  state.textUsed = 0;
   state.mode = kVKModeAscii;
   state.openChunk = 0;
   state.skip = state.dump = state.write = state.plain = false;
@@ -32,8 +32,9 @@ void ResetState(WriterState &state) {
 // target is untouched.
 void RemoveUnfinishedOutput(WriterState &state) {
   if (!state.ownsFile) return;
+  state.textUsed = 0;
   if (state.file) std::fclose(state.file);
-  std::remove(state.temporaryName.c_str());
+  state.outputs->Discard(state.outputId);
   state.ownsFile = false;
   state.file = stderr;
 }
@@ -44,11 +45,12 @@ void SetMode(WriterState &state, int mode, bool dump, bool write) {
   state.write = write;
 }
 
-int Rename(const WriterState &state, const char *from, const char *to) {
-  return state.hooks.rename ? state.hooks.rename(from, to) : std::rename(from, to);
-}
-
 }  // namespace
+
+void FlushText(WriterState &state) {
+  if (state.textUsed > 0) std::fwrite(state.text.get(), 1, state.textUsed, state.file);
+  state.textUsed = 0;
+}
 
 void Fail(WriterState &state, VKStatus status) {
   if (state.status.ok()) state.status = std::move(status);
@@ -58,9 +60,16 @@ void Fail(WriterState &state, VKStatus status) {
 
 using vkbin::WriterState;
 
-VKWriter::VKWriter(const VKWriterHooks *hooks) : state_(std::make_unique<WriterState>()) {
+VKWriter::VKWriter(const VKWriterHooks *hooks, VKOutputSet *outputs) : state_(std::make_unique<WriterState>()) {
   WriterState &state = *state_;
   state.hooks = hooks ? *hooks : VKWriterHooks{};
+  state.outputs = outputs;
+  state.formats = std::make_unique<VKTextFormats>();
+  if (!outputs) {
+    const VKFileOps ops{state.hooks.rename, nullptr};
+    state.ownOutputs = std::make_unique<VKOutputSet>(&ops);
+    state.outputs = state.ownOutputs.get();
+  }
   state.pool = PagedPool{};
   state.poolLive = false;
   state.image = BufferChain{};
@@ -77,13 +86,24 @@ void VKWriteOpen(VKWriter &writer, FILE *file) { writer.state().file = file ? fi
 
 VKStatus VKWriteOpenFile(VKWriter &writer, const char *name) {
   WriterState &state = writer.state();
-  std::string temporary = std::string(name) + ".tmp~";
-  FILE *file = state.hooks.open ? state.hooks.open(temporary.c_str(), "wb") : std::fopen(temporary.c_str(), "wb");
+  vkbin::RemoveUnfinishedOutput(state);
+  const int id = state.outputs->Stage(name);
+  const std::string temporary = id >= 0 ? state.outputs->Temporary(id) : std::string(name) + kTemporarySuffix;
+  FILE *file = nullptr;
+  if (id >= 0) {
+    file = state.hooks.open ? state.hooks.open(temporary.c_str(), "wb") : std::fopen(temporary.c_str(), "wb");
+    if (!file) state.outputs->Discard(id);
+  }
+  // Larger writes than the default buffer: model files run to many megabytes.
+  // The buffer stays with the writer; the file is closed before it goes.
+  if (file) {
+    if (!state.fileBuffer) state.fileBuffer = std::make_unique<char[]>(vkbin::kFileBufferSize);
+    std::setvbuf(file, state.fileBuffer.get(), _IOFBF, vkbin::kFileBufferSize);
+  }
   if (!file) return VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", temporary.c_str());
   state.file = file;
   state.ownsFile = true;
-  state.targetName = name;
-  state.temporaryName = temporary;
+  state.outputId = id;
   return VKStatus{};
 }
 
@@ -110,6 +130,7 @@ VKStatus VKWriteClose(VKWriter &writer) {
     vkbin::RemoveUnfinishedOutput(state);
   } else {
     bool ok = true;
+    vkbin::FlushText(state);
     if (state.dump) vkbin::ImageDump(state);
     if (state.write) {
       if (!state.file || state.file == stderr) {
@@ -124,10 +145,14 @@ VKStatus VKWriteClose(VKWriter &writer) {
       ok = (std::fclose(state.file) == 0) && ok;
       state.file = stderr;
       state.ownsFile = false;
-      if (ok && vkbin::Rename(state, state.temporaryName.c_str(), state.targetName.c_str()) != 0) ok = false;
-      if (!ok) {
-        std::remove(state.temporaryName.c_str());
-        result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n", state.targetName.c_str());
+      if (ok) {
+        state.outputs->Finish(state.outputId);
+        // A writer of its own commits the file at once.
+        if (state.ownOutputs) result = state.outputs->Commit();
+      } else {
+        result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n",
+                               state.outputs->Target(state.outputId).c_str());
+        state.outputs->Discard(state.outputId);
       }
     } else if (!ok) {
       if (state.write && state.file && state.file != stderr) {

@@ -3,16 +3,21 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "base/output_files.h"
 #include "base/status.h"
+#include "binary/text_format.h"
 #include "binary/vkprint.h"
 #include "scene/memory.h"
 
 namespace vkbin {
 
 constexpr int kPointerPageEntries = 4096;
+constexpr size_t kFileBufferSize = 1 << 16;
+constexpr size_t kTextBufferSize = 1 << 18;
 
 // A label, named pointer or string of the open chunk (in the chunk's pool).
 struct QueueEntry {
@@ -37,9 +42,16 @@ struct WriterState {
   VKWriterHooks hooks;      // the standard operations where null
   VKStatus status;          // the first failure; once set, nothing more is written
   FILE *file;               // bound output; stderr when none
-  bool ownsFile;            // opened by VKWriteOpenFile: closed and renamed at close
-  std::string targetName;   // final name of an owned file
-  std::string temporaryName;
+  bool ownsFile;            // opened by VKWriteOpenFile: closed and finished at close
+  VKOutputSet *outputs;     // the run's outputs, or ownOutputs
+  std::unique_ptr<VKOutputSet> ownOutputs;  // a writer without a run's set commits each file at close
+  int outputId;             // the owned file in *outputs
+  std::unique_ptr<VKTextFormats> formats;  // the text side's formats, compiled on first use
+  std::unique_ptr<char[]> fileBuffer;      // stdio buffer of the owned files
+  // The text of an owned file, formatted in place and written in large
+  // pieces (a file not owned gets each call's text at once).
+  std::unique_ptr<char[]> text;
+  size_t textUsed;
   int mode;                 // kVKModeBinDebug, kVKModeBinary or kVKModeAscii
   uint32_t openChunk;       // name of the open chunk, 0 when none
   bool skip;                // "!": the next value item writes nothing
@@ -70,6 +82,8 @@ struct WriterState {
 };
 
 inline bool Failed(const WriterState &state) { return !state.status.ok(); }
+// Writes the text held for the owned file.
+void FlushText(WriterState &state);
 // Keeps the first failure of the run.
 void Fail(WriterState &state, VKStatus status);
 

@@ -142,7 +142,7 @@ VKStatus VKSceneFitsChunkModel(const ScObject *scene) {
 }
 
 VKStatus VKWriteChunkModel(const VKWriteRequest &request) {
-  VKWriter writer(request.hooks);
+  VKWriter writer(request.hooks, request.outputs);
   VKWriteInfo info;
   VKInitWriteInfo(&info, request, 1, &writer);
   VKApplyMaterialTags(request.nodeList, info.flags);

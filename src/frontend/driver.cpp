@@ -6,15 +6,18 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "base/console.h"
 #include "base/file_names.h"
 #include "base/flags.h"
+#include "base/output_files.h"
 #include "base/status.h"
 #include "base/version.h"
 #include "basic/basic_writer.h"
 #include "binary/chunk_reader.h"
+#include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
 #include "frontend/options.h"
@@ -119,53 +122,88 @@ void CopyName(char *dest, const char *name) {
   dest[length] = '\0';
 }
 
-// Moves the input to its backup name (any older backup is deleted first); the
-// output then takes the input's place. When the input cannot be moved, the
-// run stops: writing on would replace the only copy of the user's model.
-bool MakeBackup(ConvertOptions *options) {
-  char backupName[kNameSize + 8];
-  std::snprintf(backupName, sizeof(backupName), "%s%s", options->inputName, kBackupSuffix);
-  std::remove(backupName);
-  if (std::rename(options->inputName, backupName) != 0) {
+// The file operations of a run's output set: the writer hooks' rename where
+// a test puts one in.
+VKFileOps FileOpsOf(const VKWriterHooks *hooks) { return VKFileOps{hooks ? hooks->rename : nullptr, nullptr}; }
+
+// Keeps the input as it is now for its backup name, which it takes when the
+// run commits its outputs. Without a backup the input is never replaced: the
+// run stops before anything is written.
+bool PrepareBackup(VKOutputSet &outputs, const char *inputName) {
+  if (outputs.PrepareBackup(inputName, std::string(inputName) + kBackupSuffix)) return true;
+  PrintNote("Error: Can't create backup file.\n");
+  PrintNote("%s is left as it was; nothing was written.\n", inputName);
+  return false;
+}
+
+// Runs a model writer on the request and commits what it finished: with the
+// backup of the input first, then the outputs. A writer that fails may still
+// have finished files (an illegal instance is written and reported; with
+// -septex a texture file that cannot be opened leaves the data file); those
+// are committed as well. The first failure is the run's status.
+VKStatus WriteAndCommit(ModelWriter writer, const VKWriteRequest &request, VKOutputSet &outputs) {
+  const VKStatus written = writer(request);
+  const VKStatus committed = outputs.Commit();
+  if (committed.code == VKStatusCode::kCantBackup) {
     PrintNote("Error: Can't create backup file.\n");
-    PrintNote("%s is left as it was; nothing was written.\n", options->inputName);
-    return false;
+    PrintNote("%s is left as it was; nothing was written.\n", request.inputName);
+    return written.ok() ? VKReportedStatus(VKStatusCode::kCantBackup) : written;
   }
-  CopyName(options->outputName, options->inputName);
-  CopyName(options->inputName, backupName);
-  return true;
+  return written.ok() ? committed : written;
 }
 
-// When a writer has left nothing at the output name, the backup goes back to
-// where the input stood, so a failed run does not leave the model only under
-// its backup name.
-void RestoreBackupIfNoOutput(const ConvertOptions &options) {
-  // With a separate texture list the model data goes under its own suffix.
-  char written[kNameSize];
-  CopyName(written, options.outputName);
-  if (options.outputFlags & vkopt::kOutSeparateTexList) ReplaceSuffix(written, kVKAsciiSuffixes.data);
-  if (FileExists(written)) return;
-  if (std::rename(options.inputName, options.outputName) != 0) {
-    PrintNote("Error: Can't restore %s from its backup %s\n", options.outputName, options.inputName);
+// Every name a run may create, each with its temporary, must fit the file
+// system; a name cut or refused late would leave the run half done. Checked
+// before anything is read or written.
+VKStatus CheckOutputNames(const ConvertOptions &options) {
+  const bool binary = (options.outputFlags & vkopt::kOutBinary) != 0;
+  const VKModelSuffixes &suffixes = binary ? kVKBinarySuffixes : kVKAsciiSuffixes;
+  std::vector<std::string> names;
+  const auto withSuffix = [&](const char *suffix) {
+    char name[kNameSize];
+    CopyName(name, options.inputName);
+    if (suffix != nullptr) ReplaceSuffix(name, suffix);
+    return std::string(name);
+  };
+  if (options.outputFlags & vkopt::kOutSeparateTexList) {
+    names.push_back(withSuffix(suffixes.data));
+    names.push_back(withSuffix(suffixes.texList));
+  } else {
+    names.push_back(withSuffix(suffixes.model));
   }
+  if (!binary) names.push_back(std::string(options.inputName) + kBackupSuffix);
+  // The longest name that breaks a limit is named: shortening the input
+  // name until it fits makes every name fit.
+  std::string broken;
+  long brokenLength = 0, brokenLimit = 0;
+  for (const std::string &name : names) {
+    const std::string temporary = name + kTemporarySuffix;
+    long length = 0;
+    const long limit = VKNameLimitBroken(temporary, &length);
+    if (limit != 0 && length > brokenLength) {
+      broken = temporary;
+      brokenLength = length;
+      brokenLimit = limit;
+    }
+  }
+  if (!broken.empty()) {
+    std::fprintf(stderr, "Error : File name too long: %s (the run writes %s, %ld characters; at most %ld here)\n",
+                 options.inputName, broken.c_str(), brokenLength, brokenLimit);
+    return VKReportedStatus(VKStatusCode::kRefused);
+  }
+  return VKStatus{};
 }
 
-// What a run holds until it ends, let go on every way out of the run, returns
-// and exceptions alike: the input moved to its backup, which goes back when
-// no output was written, and the tracked allocations.
+// What a run holds until it ends, let go on every way out of the run,
+// returns and exceptions alike: the tracked allocations.
 class RunScope {
  public:
   RunScope() = default;
   RunScope(const RunScope &) = delete;
   RunScope &operator=(const RunScope &) = delete;
   ~RunScope() {
-    if (movedInput_ != nullptr) RestoreBackupIfNoOutput(*movedInput_);
     if (ScMallocGetStats().initialised) ScFreeAll();
   }
-  void InputMoved(const ConvertOptions *options) { movedInput_ = options; }
-
- private:
-  const ConvertOptions *movedInput_ = nullptr;
 };
 
 // A Chunk-model ASCII file becomes its binary form beside it; the input is
@@ -182,8 +220,7 @@ VKStatus RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary, c
   return VKReadChunkModel(options->inputName, options->outputName, &textures, hooks);
 }
 
-VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, RunScope &scope,
-                       const VKWriterHooks *hooks) {
+VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, const VKWriterHooks *hooks) {
   const BasicRoute &route = FindBasicRoute(chunkOutput, binary);
 
   options->scene = ReadBasicModel(options->inputName);
@@ -199,11 +236,16 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, R
     if (!fits.ok()) return fits;
   }
 
+  // The output takes the input's name (the writer changes the suffix where
+  // the output is binary or split). The input stays under its own name until
+  // the outputs are committed; -septex writes no file under it, so it then
+  // goes once its backup and the outputs are in place.
+  const VKFileOps ops = FileOpsOf(hooks);
+  VKOutputSet outputs(&ops);
+  CopyName(options->outputName, options->inputName);
   if (!binary) {
-    if (!MakeBackup(options)) return VKReportedStatus(VKStatusCode::kCantBackup);
-    scope.InputMoved(options);
-  } else {
-    CopyName(options->outputName, options->inputName);
+    if (!PrepareBackup(outputs, options->inputName)) return VKReportedStatus(VKStatusCode::kCantBackup);
+    if (options->outputFlags & vkopt::kOutSeparateTexList) outputs.RemoveAtCommit(options->inputName);
   }
   if (chunkOutput) {
     MarkChunkMaterials(options->scene->root);
@@ -221,13 +263,14 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, R
   } else {
     PrintMessage("[OUTPUT BASIC]");
   }
-  const VKWriteRequest request{options->nodeList, options->inputName, options->outputName, &options->globalIndex,
-                               options->texturePath, options->chunkFlags, options->globalScale, hooks};
-  return route.writer(request);
+  const VKWriteRequest request{options->nodeList,   options->inputName,        options->outputName,
+                               &options->globalIndex, options->texturePath,     options->chunkFlags,
+                               options->globalScale,  hooks,                    &outputs};
+  return WriteAndCommit(route.writer, request, outputs);
 }
 
 // The run after the help and version requests.
-VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *options, RunScope &scope,
+VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *options,
                       const VKWriterHooks *hooks) {
   ScMallocTabInit();
   InitConvertOptions(options, nullptr);
@@ -251,6 +294,7 @@ VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *o
 
   ParseOptions(argc, argv, options);
   ParseStripOptions(argc, argv, &options->modelFlags, &options->stripFlags);
+  if (VKStatus names = CheckOutputNames(*options); !names.ok()) return names;
 
   const InputKind kind = GetInputKind(options->inputName);
   if (kind == InputKind::kChunk) {
@@ -261,7 +305,7 @@ VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *o
   const bool binary = (options->outputFlags & vkopt::kOutBinary) != 0;
 
   if (kind == InputKind::kChunk) return RunChunkInput(options, chunkOutput, binary, hooks);
-  return RunBasicInput(options, chunkOutput, binary, scope, hooks);
+  return RunBasicInput(options, chunkOutput, binary, hooks);
 }
 
 }  // namespace
@@ -385,13 +429,11 @@ VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks) {
   }
   const bool chunkOutput = FindOption(argc, argv, "-B", "-basic") < 0;
 
-  // The stop message comes before the scope lets go of the run (which may
-  // put the input back and say so when that fails).
   ConvertOptions options;
   RunScope scope;
   VKStatus status;
   try {
-    status = RunWithInput(argc, argv, chunkOutput, &options, scope, hooks);
+    status = RunWithInput(argc, argv, chunkOutput, &options, hooks);
   } catch (const VKOutOfMemory &failure) {
     status = failure.status();
   } catch (const std::bad_alloc &) {

@@ -2,9 +2,12 @@
 #include "reader/tokens.h"
 
 #include <array>
+#include <cfloat>
 #include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace vkreader {
 namespace {
@@ -52,20 +55,12 @@ void Tokenize(LineTokens *tokens, char *buffer) {
   }
 }
 
-bool LineReader::ReadLine() {
-  if (!std::fgets(buffer_, kLineSize, file_)) {
-    tokens_.count = 0;
-    return false;
-  }
-  lineCount_++;
-  Tokenize(&tokens_, buffer_);
-  return true;
-}
-
-void LineReader::Rewind() {
-  std::rewind(file_);
-  lineCount_ = 0;
-  tokens_.count = 0;
+std::string_view FindFirstToken(const char *line) {
+  const auto *p = reinterpret_cast<const unsigned char *>(line);
+  while (kClass[*p] == kSeparator) p++;
+  const unsigned char *start = p;
+  while (kClass[*p] == kTokenChar) p++;
+  return std::string_view(reinterpret_cast<const char *>(start), static_cast<size_t>(p - start));
 }
 
 int32_t DecimalValue(std::string_view token) {
@@ -93,26 +88,66 @@ uint32_t HexValue(std::string_view token) {
   return value;
 }
 
+namespace {
+
+// The powers of ten a double holds exactly.
+constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                        1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// mantissa / 10^fraction without the full conversion where that is exact:
+// both are exact doubles, so their quotient is the correctly rounded double
+// of the decimal, and that rounds to the correctly rounded float unless it
+// lies exactly halfway between two floats (the decimal may then lie on
+// either side) or outside the normal floats. False leaves it to the full
+// conversion.
+bool QuickReal(bool negative, uint64_t mantissa, size_t fraction, float *out) {
+  if (mantissa > (uint64_t{1} << 53) || fraction >= std::size(kExactPowersOfTen)) return false;
+  if (mantissa == 0) {
+    *out = negative ? -0.0f : 0.0f;
+    return true;
+  }
+  const double value = static_cast<double>(mantissa) / kExactPowersOfTen[fraction];
+  if (!(value >= static_cast<double>(FLT_MIN) && value <= static_cast<double>(FLT_MAX))) return false;
+  uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  constexpr int kDroppedBits = 52 - 23;  // the double's fraction bits a float has no room for
+  constexpr uint64_t kDropped = (uint64_t{1} << kDroppedBits) - 1;
+  if ((bits & kDropped) == uint64_t{1} << (kDroppedBits - 1)) return false;
+  *out = static_cast<float>(negative ? -value : value);
+  return true;
+}
+
+}  // namespace
+
 float RealValue(std::string_view token) {
   // Find the longest prefix of the form [-]digits[.digits][(e|E)[-]digits].
   size_t i = 0;
-  if (i < token.size() && token[i] == '-') i++;
-  size_t digits = 0;
-  while (i < token.size() && IsDigit(token[i])) i++, digits++;
+  const bool negative = i < token.size() && token[i] == '-';
+  if (negative) i++;
+  size_t digits = 0, fraction = 0;
+  uint64_t mantissa = 0;  // the first 19 digits
+  for (; i < token.size() && IsDigit(token[i]); i++, digits++) {
+    if (digits < 19) mantissa = mantissa * 10 + static_cast<uint64_t>(token[i] - '0');
+  }
   if (i < token.size() && token[i] == '.') {
     i++;
-    while (i < token.size() && IsDigit(token[i])) i++, digits++;
+    for (; i < token.size() && IsDigit(token[i]); i++, digits++, fraction++) {
+      if (digits < 19) mantissa = mantissa * 10 + static_cast<uint64_t>(token[i] - '0');
+    }
   }
   if (digits == 0) return 0.0f;
+  bool exponent = false;
   if (i < token.size() && (token[i] == 'e' || token[i] == 'E')) {
     size_t j = i + 1;
     if (j < token.size() && token[j] == '-') j++;
     if (j < token.size() && IsDigit(token[j])) {
       while (j < token.size() && IsDigit(token[j])) j++;
       i = j;
+      exponent = true;
     }
   }
   float value = 0.0f;
+  if (!exponent && digits <= 19 && QuickReal(negative, mantissa, fraction, &value)) return value;
   auto result = std::from_chars(token.data(), token.data() + i, value);
   if (result.ec == std::errc::result_out_of_range) {
     // Overflow becomes an infinity and underflow zero, as strtof gives.

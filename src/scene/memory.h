@@ -15,6 +15,8 @@
 void ScMallocTabInit();
 void *ScMalloc(size_t size, const char *tag);
 char *ScVStrdup(const char *text);
+// Releases a block of this table (from ScMalloc or ScVStrdup; null does
+// nothing); its slot is found in a small header in front of the block.
 void ScFree(void *block, const char *tag);
 void ScFreeAll();
 

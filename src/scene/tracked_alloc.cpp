@@ -1,11 +1,11 @@
 // Tracked allocation table. Block references are kept in pages of 4096
 // slots; releasing a block moves the last recorded reference into its hole
-// so the references always form one unbroken run. A side index from block to
-// slot gives the same result as searching the pages from the first, without
-// the search.
+// so the references always form one unbroken run. Each block carries a small
+// header in front of it naming its page and slot, which gives the same slot
+// as searching the pages from the first, without the search.
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <unordered_map>
 
 #include "base/console.h"
 #include "base/status.h"
@@ -21,10 +21,15 @@ struct TablePage {
   TablePage *prev;
 };
 
-struct SlotRef {
+// In front of every block; 16 bytes keep the block as aligned as the
+// allocator's own blocks.
+struct alignas(16) BlockHeader {
   TablePage *page;
-  int slot;
+  int32_t slot;
 };
+static_assert(sizeof(BlockHeader) == 16);
+
+BlockHeader *HeaderOf(void *block) { return static_cast<BlockHeader *>(block) - 1; }
 
 struct TrackedTable {
   TablePage *first = nullptr;
@@ -32,7 +37,6 @@ struct TrackedTable {
   int used = 0;
   int pageCount = 0;
   bool initialised = false;
-  std::unordered_map<void *, SlotRef> where;
 };
 
 TrackedTable &Table() {
@@ -52,7 +56,6 @@ void ScMallocTabInit() {
   t.first = t.current = page;
   t.used = 0;
   t.pageCount = 1;
-  t.where.clear();
   t.initialised = true;
 }
 
@@ -68,11 +71,13 @@ void *ScMalloc(size_t size, const char *tag) {
     t.pageCount++;
     t.used = 0;
   }
-  void *block = std::malloc(size ? size : 1);
-  if (!block) throw VKOutOfMemory(false, "Error: Can't malloc %s\n", tag);
-  std::memset(block, 0, size);
+  auto *header = size <= SIZE_MAX - sizeof(BlockHeader)
+                     ? static_cast<BlockHeader *>(std::calloc(1, sizeof(BlockHeader) + size))
+                     : nullptr;
+  if (!header) throw VKOutOfMemory(false, "Error: Can't malloc %s\n", tag);
+  void *block = header + 1;
+  *header = BlockHeader{t.current, t.used};
   t.current->slots[t.used] = block;
-  t.where[block] = SlotRef{t.current, t.used};
   t.used++;
   return block;
 }
@@ -93,14 +98,11 @@ void ScFree(void *block, const char *tag) {
     return;
   }
   if (t.used == 0 && t.pageCount == 1) return;
-  auto found = t.where.find(block);
-  if (found == t.where.end()) {
-    std::free(block);
-    return;
-  }
-  SlotRef hole = found->second;
-  t.where.erase(found);
-  std::free(block);
+  if (!block) return;
+  // Every block given to ScFree comes from ScMalloc of this table; its
+  // header names its slot.
+  const BlockHeader hole = *HeaderOf(block);
+  std::free(HeaderOf(block));
 
   // Fill the hole with the last recorded reference.
   void *last;
@@ -126,7 +128,7 @@ void ScFree(void *block, const char *tag) {
   // gone; otherwise the last reference moves into the hole.
   if (last != block) {
     hole.page->slots[hole.slot] = last;
-    t.where[last] = hole;
+    *HeaderOf(last) = hole;
   }
 }
 
@@ -138,7 +140,7 @@ void ScFreeAll() {
   }
   for (TablePage *page = t.first; page;) {
     int count = (page == t.current) ? t.used : kSlotsPerPage;
-    for (int i = 0; i < count; i++) std::free(page->slots[i]);
+    for (int i = 0; i < count; i++) std::free(HeaderOf(page->slots[i]));
     TablePage *next = page->next;
     std::free(page);
     page = next;
@@ -146,7 +148,6 @@ void ScFreeAll() {
   t.first = t.current = nullptr;
   t.used = 0;
   t.pageCount = 0;
-  t.where.clear();
   t.initialised = false;
 }
 

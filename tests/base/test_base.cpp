@@ -72,7 +72,12 @@ TEST(FileNames, SuffixOperations) {
       {"model.vka", ".vka", "model.vka", false, "model"}, {"model.txt", ".vka", "model.vka", true, "model"},
       {"model", ".vka", "model.vka", false, "model"},     {"a.b.c", ".vk", "a.b.vk", true, "a.b"},
       {"model.VKA", ".vka", "model.vka", true, "model"},  {"model.vka", ".vk", "model.vk", true, "model"},
-      {"model.", ".vka", "model.vka", true, "model"},     {"dir.x/model", ".vka", "dir.vka", true, "dir"},
+      {"model.", ".vka", "model.vka", true, "model"},
+      // A dot in a folder name is no suffix.
+      {"dir.x/model", ".vka", "dir.x/model.vka", false, "dir.x/model"},
+      {"dir.v2/model.vka", ".vk", "dir.v2/model.vk", true, "dir.v2/model"},
+      {"a.b\\c", ".vka", "a.b\\c.vka", false, "a.b\\c"},  {"./model", ".vka", "./model.vka", false, "./model"},
+      {"../m.v/x.txt", ".vka", "../m.v/x.vka", true, "../m.v/x"},
       {a253 + "aa", ".vka", a253 + "aa", false, a253 + "aa"}, {a253, ".vka", a253 + ".v", false, a253},
       {a253 + ".x", ".vka", a253 + ".v", true, a253},        {a253 + "a.", ".vka", a253 + "a.", true, a253 + "a"},
   };

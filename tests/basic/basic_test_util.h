@@ -38,7 +38,7 @@ inline VKStatus RunBasicWriter(ScObject *scene, const std::string &outputName, c
   char name[kNameSize];
   std::snprintf(name, sizeof name, "%s", outputName.c_str());
   GlobalIndexBlock globalIndex{};
-  return VKWriteBasicModel({list, "in.vka", name, &globalIndex, "", words.chunkFlags, 1.0f, hooks});
+  return VKWriteBasicModel({list, "in.vka", name, &globalIndex, "", words.chunkFlags, 1.0f, hooks, nullptr});
 }
 
 }  // namespace basictest

@@ -94,7 +94,7 @@ class BasicRoundTrip : public ::testing::Test {
     char name[kNameSize];
     std::snprintf(name, sizeof name, "%s", out.c_str());
     GlobalIndexBlock globalIndex{};
-    ASSERT_TRUE(VKWriteBasicModel({source, "in.vka", name, &globalIndex, "", words.chunkFlags, scale, nullptr}).ok());
+    ASSERT_TRUE(VKWriteBasicModel({source, "in.vka", name, &globalIndex, "", words.chunkFlags, scale, nullptr, nullptr}).ok());
     const bool textures = !(words.modelFlags & kNoTexture);
     const std::string section = textures ? basictest::TextureSection(source, "gen") : "";
     ASSERT_TRUE(WriteFile(out, basictest::WithTextureSection(ReadFile(out), section)));

@@ -35,7 +35,7 @@ inline int RunWriter(ScObject *scene, const std::string &outputName, uint32_t ch
   std::snprintf(name, sizeof name, "%s", outputName.c_str());
   GlobalIndexBlock globalIndex{};
   if (!list) return -1;
-  return VKWriteChunkModel({list, "in.vka", name, &globalIndex, "", chunkFlags, scale, nullptr}).ok() ? 1 : 0;
+  return VKWriteChunkModel({list, "in.vka", name, &globalIndex, "", chunkFlags, scale, nullptr, nullptr}).ok() ? 1 : 0;
 }
 
 using Triangle = std::array<int, 3>;

@@ -155,8 +155,9 @@ TEST(Driver, InputKindFromTheFifthTokenOfTheFirstLine) {
 }
 
 // Failures deep in a run come back from RunConversion as statuses, each
-// printed once, and on every way out the input is back under its own name
-// with nothing else left in the folder: the stops the driver prints (a root
+// printed once, and on every way out the input is still under its own name
+// with nothing else left in the folder but its backup where that took its
+// name: the stops the driver prints (a root
 // released by -GM, a byte image that cannot grow), the failures reported
 // where they happen (an output that cannot be opened or renamed), and an
 // exception thrown from deep inside the writer.
@@ -164,6 +165,10 @@ TEST(Driver, FailuresComeBackAsStatusesWithTheInputInPlace) {
   static int piecesLeft;
   const VKWriterHooks noOpen{[](const char *, const char *) -> FILE * { return nullptr; }, nullptr, nullptr};
   const VKWriterHooks noRename{nullptr, [](const char *, const char *) { return -1; }, nullptr};
+  // Renames only the backup into place.
+  const VKWriterHooks noOutputRename{
+      nullptr, [](const char *from, const char *to) { return std::string(to).ends_with(".bk") ? std::rename(from, to) : -1; },
+      nullptr};
   const VKWriterHooks fewPieces{nullptr, nullptr, [](size_t size) { return piecesLeft-- > 0 ? std::malloc(size) : nullptr; }};
   const VKWriterHooks throwing{
       [](const char *, const char *) -> FILE * { throw VKOutOfMemory(false, "Error: Can't malloc %s\n", "test"); },
@@ -176,6 +181,7 @@ TEST(Driver, FailuresComeBackAsStatusesWithTheInputInPlace) {
     bool reported;
     std::string message;  // with "%s" for the folder
     std::string err;      // the end of what is printed
+    bool backup = false;  // the input's backup is in place beside it
   };
   const Case cases[] = {
       {{"-GM"}, nullptr, Code::kBadModel, false, "Error : Bad Model pointer\n",
@@ -185,9 +191,14 @@ TEST(Driver, FailuresComeBackAsStatusesWithTheInputInPlace) {
        "polygon_vertex_sum 1152\nstrip_total_n 24\nstrip_vertex_sum 432\n\n##### Error: Can't vbuffer malloc page\n"},
       {{}, &noOpen, Code::kCantOpen, true, "Error : Can't open file %s/m.vka.tmp~\n",
        "\n##### Error : Can't open file %s/m.vka.tmp~\n\n##### Error : Can't write file!! (%s/m.vka)\n"},
-      {{}, &noRename, Code::kCantWrite, true, "Error : Can't write %s/m.vka\n", "\n##### Error : Can't write %s/m.vka\n"},
-      {{"-septex"}, &noRename, Code::kCantWrite, true, "Error : Can't write %s/m.vad\n",
-       "\n##### Error : Can't write %s/m.vad\n"},
+      // The backup takes its name first; when it cannot, no output replaces the input.
+      {{}, &noRename, Code::kCantBackup, true, "", "Error: Can't create backup file.\n%s/m.vka is left as it was; nothing was written.\n"},
+      {{"-septex"}, &noRename, Code::kCantBackup, true, "", "Error: Can't create backup file.\n%s/m.vka is left as it was; nothing was written.\n"},
+      {{"-bin"}, &noRename, Code::kCantWrite, true, "Error : Can't write %s/m.vk\n", "\n##### Error : Can't write %s/m.vk\n"},
+      {{}, &noOutputRename, Code::kCantWrite, true, "Error : Can't write %s/m.vka\n",
+       "\n##### Error : Can't write %s/m.vka\n", true},
+      {{"-septex"}, &noOutputRename, Code::kCantWrite, true, "Error : Can't write %s/m.vad\n",
+       "\n##### Error : Can't write %s/m.vad\n", true},
       {{"-VNX"}, &throwing, Code::kOutOfMemory, false, "Error: Can't malloc test\n",
        "strip_vertex_sum 432\n\n##### Error: Can't malloc test\n"},
   };
@@ -213,9 +224,13 @@ TEST(Driver, FailuresComeBackAsStatusesWithTheInputInPlace) {
     EXPECT_EQ(status.message, withDir(c.message));
     const std::string tail = withDir(c.err);
     EXPECT_EQ(err.substr(err.size() < tail.size() ? 0 : err.size() - tail.size()), tail);
-    EXPECT_EQ(err.find(c.message.substr(0, 20)), err.rfind(c.message.substr(0, 20))) << "printed twice";
+    const std::string once = (c.message.empty() ? tail : c.message).substr(0, 20);
+    EXPECT_EQ(err.find(once), err.rfind(once)) << "printed twice";
     EXPECT_EQ(ReadFile(dir.file("m.vka")), input);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+    if (c.backup) {
+      EXPECT_EQ(ReadFile(dir.file("m.vka.bk")), input);
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), c.backup ? 2 : 1);
   }
 }
 

@@ -56,7 +56,9 @@ TEST(DriverBasic, FailuresOfTheBasicRouteLeaveTheInputInPlace) {
     std::string err;  // the end of what is printed, "%s" for the folder
   };
   const Case cases[] = {
-      {"no rename", grid, {"-B"}, &noRename, VKStatusCode::kCantWrite, "\n##### Error : Can't write %s/m.vka\n"},
+      // The backup takes its name before the output; when it cannot, the input stays.
+      {"no rename", grid, {"-B"}, &noRename, VKStatusCode::kCantBackup,
+       "Error: Can't create backup file.\n%s/m.vka is left as it was; nothing was written.\n"},
       {"no rename, binary", grid, {"-B", "-bin"}, &noRename, VKStatusCode::kCantWrite,
        "\n##### Error : Can't write %s/m.vk\n"},
       {"merged materials", MergedMaterials(), {"-B"}, nullptr, VKStatusCode::kRefused,
