@@ -82,6 +82,33 @@ void PrintSummary(const std::string &name, uint16_t flags, uint16_t lockWord) {
   PrintInfo("\n");
 }
 
+// One header entry per kept texture, in load order. False after the error
+// when a name does not fit its 28 bytes.
+bool MakeEntries(const pvm::Loaded &loaded, uint16_t lockWord, const std::string &name, std::vector<Entry> *entries) {
+  entries->resize(loaded.textures.size());
+  for (size_t i = 0; i < entries->size(); ++i) {
+    const pvm::Texture &texture = loaded.textures[i];
+    Entry &entry = (*entries)[i];
+    entry.id = static_cast<uint16_t>(i);
+    const std::string_view entryName = pvm::EntryName(texture.path);
+    if (entryName.size() > pvm::kNameBytes) {
+      PrintError("Error : Texture name %.*s of %s is longer than %zu bytes; archive %s not written\n",
+                 static_cast<int>(entryName.size()), entryName.data(), texture.path.c_str(), pvm::kNameBytes,
+                 name.c_str());
+      return false;
+    }
+    entryName.copy(entry.name, entryName.size());
+    entry.format = texture.format;
+    entry.dimension = texture.dimension | lockWord;
+    entry.globalIndex = texture.globalIndex;
+    if (loaded.palettized) {
+      const uint32_t bank = pvr::Get16(&texture.palette[10]);
+      entry.globalIndex = (entry.globalIndex & ~vkpvm::kBankMask) | ((bank << vkpvm::kBankShift) & vkpvm::kBankMask);
+    }
+  }
+  return true;
+}
+
 // Builds and writes the archive; `name` is the archive's name once known.
 ArchiveStatus Build(const TextureArchive &archive, std::string *name) {
   *name = archive.name;
@@ -109,27 +136,8 @@ ArchiveStatus Build(const TextureArchive &archive, std::string *name) {
 
   uint16_t flags = vkpvm::kDefault;
   if (loaded.palettized) flags |= vkpvm::kPaletteBanks | vkpvm::kPalettes;
-  std::vector<Entry> entries(loaded.textures.size());
-  for (size_t i = 0; i < entries.size(); ++i) {
-    const pvm::Texture &texture = loaded.textures[i];
-    Entry &entry = entries[i];
-    entry.id = static_cast<uint16_t>(i);
-    const std::string_view entryName = pvm::EntryName(texture.path);
-    if (entryName.size() > pvm::kNameBytes) {
-      PrintError("Error : Texture name %.*s of %s is longer than %zu bytes; archive %s not written\n",
-                 static_cast<int>(entryName.size()), entryName.data(), texture.path.c_str(), pvm::kNameBytes,
-                 name->c_str());
-      return ArchiveStatus::kNameTooLong;
-    }
-    entryName.copy(entry.name, entryName.size());
-    entry.format = texture.format;
-    entry.dimension = texture.dimension | archive.lockWord;
-    entry.globalIndex = texture.globalIndex;
-    if (loaded.palettized) {
-      const uint32_t bank = pvr::Get16(&texture.palette[10]);
-      entry.globalIndex = (entry.globalIndex & ~vkpvm::kBankMask) | ((bank << vkpvm::kBankShift) & vkpvm::kBankMask);
-    }
-  }
+  std::vector<Entry> entries;
+  if (!MakeEntries(loaded, archive.lockWord, *name, &entries)) return ArchiveStatus::kNameTooLong;
 
   std::vector<std::string> modelNames;
   if (!archive.modelPath.empty()) {
