@@ -13,6 +13,8 @@
 #include "base/flags.h"
 #include "base/status.h"
 #include "base/version.h"
+#include "basic/basic_writer.h"
+#include "binary/chunk_reader.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
 #include "frontend/options.h"
@@ -72,11 +74,9 @@ struct BasicRoute {
 constexpr BasicRoute kBasicRoutes[] = {
     {true, false, "Basic Model Ascii to Chunk Model Ascii", VKWriteChunkModel},
     {true, true, "Basic Model Ascii to Chunk Model Binary", VKWriteChunkModel},
-    {false, false, "Basic Model Ascii to Basic Model Ascii", nullptr},
-    {false, true, "Basic Model Ascii to Basic Model Binary", nullptr},
+    {false, false, "Basic Model Ascii to Basic Model Ascii", VKWriteBasicModel},
+    {false, true, "Basic Model Ascii to Basic Model Binary", VKWriteBasicModel},
 };
-
-constexpr const char *kChunkToBinaryName = "Chunk Model Ascii to Chunk Model Binary";
 
 const BasicRoute &FindBasicRoute(bool chunkOutput, bool binary) {
   for (const BasicRoute &route : kBasicRoutes) {
@@ -168,12 +168,18 @@ class RunScope {
   const ConvertOptions *movedInput_ = nullptr;
 };
 
-VKStatus RunChunkInput(bool chunkOutput, bool binary) {
+// A Chunk-model ASCII file becomes its binary form beside it; the input is
+// only read.
+VKStatus RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary, const VKWriterHooks *hooks) {
   if (!chunkOutput) return VKErrorStatus(VKStatusCode::kRefused, "Error: Not support Chunk Model to Basic Model\n");
   if (!binary) {
     return VKErrorStatus(VKStatusCode::kRefused, "\nError: Not support Chunk Model Ascii to Chunk Model Ascii\n");
   }
-  return StopUnavailable(kChunkToBinaryName);
+  PrintMessage("[OUTPUT CHUNK]");
+  CopyName(options->outputName, options->inputName);
+  ReplaceSuffix(options->outputName, kVKBinarySuffixes.model);
+  VKTextureList textures;
+  return VKReadChunkModel(options->inputName, options->outputName, &textures, hooks);
 }
 
 VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, RunScope &scope,
@@ -188,6 +194,9 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, R
   if (route.writer == nullptr) return StopUnavailable(route.name);
   if (chunkOutput) {
     if (VKStatus fits = VKSceneFitsChunkModel(options->scene); !fits.ok()) return fits;
+  } else {
+    VKStatus fits = VKSceneFitsBasicModel(options->scene, options->modelFlags, options->stripFlags);
+    if (!fits.ok()) return fits;
   }
 
   if (!binary) {
@@ -251,7 +260,7 @@ VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *o
   }
   const bool binary = (options->outputFlags & vkopt::kOutBinary) != 0;
 
-  if (kind == InputKind::kChunk) return RunChunkInput(chunkOutput, binary);
+  if (kind == InputKind::kChunk) return RunChunkInput(options, chunkOutput, binary, hooks);
   return RunBasicInput(options, chunkOutput, binary, scope, hooks);
 }
 
