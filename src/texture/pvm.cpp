@@ -93,7 +93,7 @@ bool MakeEntries(const pvm::Loaded &loaded, uint16_t lockWord, const std::string
     const std::string_view entryName = pvm::EntryName(texture.path);
     if (entryName.size() > pvm::kNameBytes) {
       PrintError("Error : Texture name %.*s of %s is longer than %zu bytes; archive %s not written\n",
-                 static_cast<int>(entryName.size()), entryName.data(), texture.path.c_str(), pvm::kNameBytes,
+                 static_cast<int>(entryName.size()), entryName.data(), texture.shownPath.c_str(), pvm::kNameBytes,
                  name.c_str());
       return false;
     }
@@ -117,11 +117,11 @@ ArchiveStatus Build(const TextureArchive &archive, std::string *name) {
     return ArchiveStatus::kNoInput;
   }
   PrintInfo("\n<< %s >>\n", "SAVEPVRS");
-  std::vector<std::string> loadList;
+  std::vector<pvm::LoadName> loadList;
   std::unordered_set<std::string> listed;
   for (const std::string &file : archive.files) {
     std::string absolute = Absolute(archive.currentDirectory, file);
-    if (listed.insert(absolute).second) loadList.push_back(std::move(absolute));
+    if (listed.insert(absolute).second) loadList.push_back({std::move(absolute), file});
     PrintInfo(" Loading %s%c%s\n", archive.inputPath.c_str(), kSeparator, BaseName(file.c_str()));
   }
   *name = archive.name.empty() ? DefaultName(archive.files.front()) : archive.name;

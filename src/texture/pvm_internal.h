@@ -15,12 +15,20 @@ constexpr size_t kNameBytes = 28;      // an entry name, zero-filled
 constexpr uint32_t kNoGlobalIndex = 0xFFFFFFFF;
 constexpr uint16_t kNoExpectation = 0xFFFF;
 
+// A file of the load list: the absolute name it is opened by, and the name
+// as it was added, which messages show.
+struct LoadName {
+  std::string absolute;
+  std::string shown;
+};
+
 // One loaded PVR file.
 struct Texture {
   uint16_t format = 0;  // pixel format in the low byte, texture type in the high byte
   uint32_t globalIndex = kNoGlobalIndex;
   uint16_t dimension = 0;
-  std::string path;
+  std::string path;       // absolute
+  std::string shownPath;  // as added
   std::vector<uint8_t> file;     // the whole PVR file
   size_t textureAt = 0;          // offset of its "PVRT" chunk
   std::vector<uint8_t> palette;  // the whole ".pvp" file of a palettized texture
@@ -55,8 +63,8 @@ bool IsPalettized(uint16_t format);
 
 // Loads the files of the load list in order and keeps those of the first
 // kept texture's kind. On a file that cannot be opened or is malformed,
-// prints the error naming it and `archiveName` and returns false.
-bool LoadTextures(const std::vector<std::string> &loadList, const std::string &archiveName, Loaded *loaded);
+// prints the error naming it (as added) and `archiveName` and returns false.
+bool LoadTextures(const std::vector<LoadName> &loadList, const std::string &archiveName, Loaded *loaded);
 
 // Low nibble from the width, high nibble from the height: 8 gives 1, 16
 // gives 2, ..., 512 gives 7, any other size 8.

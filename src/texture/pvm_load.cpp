@@ -86,18 +86,19 @@ bool IsPaletteFile(std::span<const uint8_t> file) {
   return file.size() >= kPaletteHead && file.size() <= kLargestFile && Named(file, 0, pvr::kPVPL);
 }
 
-bool LoadTextures(const std::vector<std::string> &loadList, const std::string &archiveName, Loaded *loaded) {
+bool LoadTextures(const std::vector<LoadName> &loadList, const std::string &archiveName, Loaded *loaded) {
   uint16_t expectedPixelFormat = kNoExpectation, expectedKind = kNoExpectation;
-  for (const std::string &path : loadList) {
+  for (const LoadName &name : loadList) {
     Texture texture;
-    texture.path = path;
-    if (!PVR_ReadWholeFile(path.c_str(), &texture.file)) {
-      PrintError("Error : Can't open file %s; archive %s not written\n", path.c_str(), archiveName.c_str());
+    texture.path = name.absolute;
+    texture.shownPath = name.shown;
+    if (!PVR_ReadWholeFile(texture.path.c_str(), &texture.file)) {
+      PrintError("Error : Can't open file %s; archive %s not written\n", name.shown.c_str(), archiveName.c_str());
       return false;
     }
     const char *reason = "";
     if (!ParseTexture(texture.file, &texture, &reason)) {
-      PrintError("Error : %s is not a PVR texture (%s); archive %s not written\n", path.c_str(), reason,
+      PrintError("Error : %s is not a PVR texture (%s); archive %s not written\n", name.shown.c_str(), reason,
                  archiveName.c_str());
       return false;
     }
@@ -110,10 +111,9 @@ bool LoadTextures(const std::vector<std::string> &loadList, const std::string &a
       if (!keep) continue;
     }
     if (palettized) {
-      const std::string palettePath = PalettePath(path);
-      if (!PVR_ReadWholeFile(palettePath.c_str(), &texture.palette)) continue;  // no palette: left out
+      if (!PVR_ReadWholeFile(PalettePath(name.absolute).c_str(), &texture.palette)) continue;  // no palette: left out
       if (!IsPaletteFile(texture.palette)) {
-        PrintError("Error : %s is not a palette file; archive %s not written\n", palettePath.c_str(),
+        PrintError("Error : %s is not a palette file; archive %s not written\n", PalettePath(name.shown).c_str(),
                    archiveName.c_str());
         return false;
       }

@@ -387,6 +387,14 @@ TEST(PvmNames, RelativePathsAndDefaultName) {
     EXPECT_EQ(read.entries.size(), 1u);
     EXPECT_EQ(read.modelNames, std::vector<std::string>{real + "/model.vka"});
   }
+  // Messages name a file as it was added.
+  TextureArchive missing;
+  ArchiveReset(&missing);
+  ArchiveAddFile(&missing, "sub/none.pvr");
+  Console console;
+  EXPECT_EQ(ArchiveFinish(&missing), ArchiveStatus::kCantLoad);
+  EXPECT_EQ(console.error.text(), "\n##### Error : Can't open file sub/none.pvr; archive none.pvm not written\n");
+  EXPECT_FALSE(vktest::Exists("none.pvm"));
   ASSERT_EQ(chdir(saved.c_str()), 0);
 }
 
