@@ -400,44 +400,6 @@ TEST(PvmNames, RelativePathsAndDefaultName) {
 
 // ---- Round trips ------------------------------------------------------------------
 
-// The PVR file an entry came from: its global-index chunk (ending in four
-// zero bytes for palettized textures) and its texture chunk, whose payload
-// in the archive is the file's followed by zero padding (under 32 bytes).
-void ExpectSameFile(const Archive &read, size_t i, const std::string &original, const std::string &palette,
-                    bool decode = true) {
-  const Entry &entry = read.entries[i];
-  const bool palettized = !palette.empty();
-  const uint32_t indexMask = palettized ? 0x03FFFFFF : 0xFFFFFFFF;
-  const bool hasIndex = original.substr(0, 4) == "GBIX";
-  EXPECT_EQ(entry.globalIndex & indexMask, (hasIndex ? Get32(original, 8) : 0xFFFFFFFF) & indexMask) << entry.name;
-  const std::string head = original.substr(0, hasIndex ? 16 : 0);
-  const std::string payload = original.substr(head.size() + 8);
-  const std::string &stored = read.textures[i]->payload;
-  ASSERT_GE(stored.size(), payload.size());
-  EXPECT_LT(stored.size() - payload.size(), 32u);
-  EXPECT_EQ(stored, payload + std::string(stored.size() - payload.size(), '\0')) << entry.name;
-  std::string chunkPalette;
-  if (palettized) {
-    const std::string &storedPalette = read.palettes[i]->payload;
-    EXPECT_EQ(entry.globalIndex >> 26, Get16(palette, 10));
-    ASSERT_GE(storedPalette.size(), palette.size() - 8);
-    EXPECT_EQ(storedPalette, palette.substr(8) + std::string(storedPalette.size() - (palette.size() - 8), '\0'));
-    chunkPalette = "PVPL" + Le32(uint32_t(storedPalette.size())) + storedPalette;
-  }
-  if (!decode) return;
-
-  // Both decode to the same images.
-  const std::string chunkFile = head + "PVRT" + Le32(uint32_t(stored.size())) + stored;
-  PVR_Decoded fromArchive, fromFile;
-  std::string error;
-  ASSERT_TRUE(PVR_Decode(textest::Bytes(chunkFile), textest::Bytes(chunkPalette), &fromArchive, &error)) << error;
-  ASSERT_TRUE(PVR_Decode(textest::Bytes(original), textest::Bytes(palette), &fromFile, &error)) << error;
-  ASSERT_EQ(fromArchive.levels.size(), fromFile.levels.size());
-  for (size_t k = 0; k < fromFile.levels.size(); ++k)
-    EXPECT_EQ(fromArchive.levels[k].texels, fromFile.levels[k].texels) << entry.name << " level " << k;
-  EXPECT_EQ(entry.format, fromFile.category & 0xFFFF);
-}
-
 // Textures written by the encoders (every texture type of the converter),
 // packed and decoded back entry by entry.
 TEST(PvmRoundTrip, EncodedTexturesDecodeBack) {
