@@ -157,5 +157,13 @@ int main(int argc, char **argv) {
     programs.push_back(program);
   }
   Seeds(root / "binary_items", programs);
+  // The archive target: flags 1 and 2 put valid textures first, 4 adds the
+  // file twice, 8 writes its palette file, 16 sets a model path.
+  std::vector<std::string> archiveSeeds;
+  for (size_t i = 0; i < pvrs.size(); ++i) archiveSeeds.push_back(Framed(i % 2 == 0 ? 4 : 1 | 16, pvrs[i]));
+  archiveSeeds.push_back(Framed(2 | 8, Pvr(true, pvr::Category(1, pvr::kTypePal8), 8, 8, 64), Pvp(1, 16)));
+  archiveSeeds.push_back(Framed(4 | 8 | 16, pal4, Pvp(1, 16)));
+  archiveSeeds.push_back(Framed(8, pal8, Pvp(6, 256)));
+  Seeds(root / "pvm_load", archiveSeeds);
   return 0;
 }

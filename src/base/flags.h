@@ -211,3 +211,33 @@ constexpr uint16_t kStripMarkFirst = 0x1000;   // taken by the first growth atte
 constexpr uint16_t kStripLeft = 0x2000;        // StripL; clear for StripR
 constexpr uint16_t kStripFirst = 0x4000;       // first triangle of a strip
 constexpr uint16_t kStripUsed = 0x8000;
+
+// ---- Texture archive (PVM) ------------------------------------------------------------
+namespace vkpvm {
+// Header flags of the "PVMH" chunk: what the entries hold and which chunks follow.
+constexpr uint16_t kNames = 0x0001;          // "PVRNAME": entry names
+constexpr uint16_t kFormats = 0x0002;        // "CATEGORYCODE": entry format words
+constexpr uint16_t kDimensions = 0x0004;     // "ENTRYINFO": entry dimension codes
+constexpr uint16_t kGlobalIndices = 0x0008;  // "GLOBALINDEX"
+constexpr uint16_t kModelNames = 0x0010;     // "MDLN" chunk
+constexpr uint16_t kConverter = 0x0020;      // "CONV" chunk (never written here)
+constexpr uint16_t kTextureNames = 0x0040;   // "PVMI" chunk (never written here)
+constexpr uint16_t kImages = 0x0080;         // "IMGC" chunk (never written here)
+constexpr uint16_t kTextures = 0x0100;       // "PVRT" chunks
+constexpr uint16_t kComment = 0x0200;        // "COMM" chunk (never written here)
+constexpr uint16_t kPaletteBanks = 0x0400;   // entry global indices carry palette banks
+constexpr uint16_t kPalettes = 0x0800;       // "PVPL" chunks
+constexpr uint16_t kDefault = 0x010F;        // names, formats, dimensions, global indices, textures
+
+// The lock word, ORed into every entry's dimension code.
+constexpr uint16_t kOrderLock = 0x0100;
+constexpr uint16_t kPvrLock = 0x0200;
+
+// An entry's format word: pixel format in the low byte, texture type in bits 8-11.
+constexpr uint16_t kFormatPixelMask = 0x00FF;
+constexpr uint16_t kFormatTextureMask = 0x0F00;
+
+// A palettized entry's palette bank replaces bits 26-31 of its global index.
+constexpr uint32_t kBankMask = 0xFC000000;
+constexpr int kBankShift = 26;
+}  // namespace vkpvm

@@ -369,8 +369,10 @@ TEST(Section, OptionsBanksAndSharedTextures) {
         EXPECT_EQ(model.find("TEXTURE_START") == std::string::npos, !c.lines);
         EXPECT_EQ(vktest::Exists(dir.file("cut.pvr")), c.useAlpha > 0);
         EXPECT_EQ(run.out.empty(), !c.lines);
-        EXPECT_EQ(run.err.find("Warning : PVM archives are not available yet; -outpvm ignored\n") != std::string::npos,
+        // -outpvm: neither PVR file exists, so no archive.
+        EXPECT_EQ(run.err.find("Error : Can't open file a/wood.pvr; archive m.pvm not written\n") != std::string::npos,
                   c.banks);
+        EXPECT_FALSE(vktest::Exists(dir.file("m.pvm")));
       } else {
         EXPECT_EQ(objects, single);  // the data file's chunks are those of the single file
       }
