@@ -1,8 +1,8 @@
 // Every bit word of the program in one place: the four command-line flag
 // words, the chunk vertex types, the node list's infobits, the write-info
 // flag word and the per-material output word F, a material's attrflags, the
-// object evaluation flags, the strip flags of a strip chunk's head word, and
-// the strip state of a polygon.
+// object evaluation flags, the strip flags of a strip chunk's head word, the
+// strip state of a polygon, and the header flags of a PVM texture archive.
 #pragma once
 
 #include <cstdint>
@@ -205,3 +205,26 @@ constexpr uint16_t kStripMarkFirst = 0x1000;   // taken by the first growth atte
 constexpr uint16_t kStripLeft = 0x2000;        // StripL; clear for StripR
 constexpr uint16_t kStripFirst = 0x4000;       // first triangle of a strip
 constexpr uint16_t kStripUsed = 0x8000;
+
+// ---- PVM texture archive: header flags (PVMH) and entry words ----------------------
+namespace vkpvm {
+constexpr uint16_t kEntryNames = 0x0001;       // PVRNAME: 28-byte entry names
+constexpr uint16_t kEntryFormats = 0x0002;     // CATEGORYCODE: entry format word
+constexpr uint16_t kEntryDimensions = 0x0004;  // ENTRYINFO: entry dimension code
+constexpr uint16_t kEntryIndices = 0x0008;     // GLOBALINDEX
+constexpr uint16_t kModelNames = 0x0010;       // MDLN chunk
+constexpr uint16_t kConverter = 0x0020;        // CONV chunk
+constexpr uint16_t kTextureNames = 0x0040;     // PVMI chunk
+constexpr uint16_t kImages = 0x0080;           // IMGC chunk
+constexpr uint16_t kTextures = 0x0100;         // PVRT chunks
+constexpr uint16_t kComment = 0x0200;          // COMM chunk
+constexpr uint16_t kPaletteBanks = 0x0400;     // banks in the entries' global indices
+constexpr uint16_t kPalettes = 0x0800;         // PVPL chunks
+// Lock bits ORed into every entry's dimension code.
+constexpr uint16_t kOrderLock = 0x0100;
+constexpr uint16_t kPvrLock = 0x0200;
+// With kPaletteBanks, bits 26-31 of an entry's global index hold its palette
+// bank and the bits below it the index.
+constexpr int kBankShift = 26;
+constexpr uint32_t kIndexBits = 0x03FFFFFF;
+}  // namespace vkpvm
