@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "texture/image_files.h"
+#include "texture/pvm_layout.h"
 #include "texture/pvr_format.h"
 
 namespace {
@@ -107,5 +108,15 @@ int main(int argc, char **argv) {
   std::vector<std::string> headerSeeds = pvrs;
   headerSeeds.push_back(pal4);
   Seeds(root / "pvr_header", headerSeeds);
+  // Archives: plain textures with a model name and lock bits, palettized
+  // textures with their palette files, and a bare header.
+  const auto bytes = [](const std::string &text) { return std::vector<uint8_t>(text.begin(), text.end()); };
+  const auto text = [](const std::vector<uint8_t> &data) { return std::string(data.begin(), data.end()); };
+  std::vector<pvmtest::Texture> plain;
+  for (size_t i = 0; i < pvrs.size(); ++i) plain.push_back({"tex_" + std::to_string(i), bytes(pvrs[i]), {}});
+  Seeds(root / "pvm_read",
+        {text(pvmtest::Archive(plain, {"C:\\work\\model.vka"}, 0x0300)), text(pvmtest::Archive({plain[0]})),
+         text(pvmtest::Archive({{"p4", bytes(pal4), bytes(Pvp(1, 16))}, {"p8", bytes(pal4), bytes(Pvp(1, 16))}})),
+         text(pvmtest::Archive({}))});
   return 0;
 }
