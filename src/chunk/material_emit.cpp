@@ -42,13 +42,6 @@ constexpr float kDefaultPower = 6.0f;
 
 const char *ChunkName(int id) { return VKFindChunkKindById(id)->name.data(); }
 
-int ExponentStep(float power) {
-  if (power == 0.0f) return 0;
-  for (int step = 0; step < 15; ++step)
-    if (!(power > kExponentBounds[step])) return step + 1;
-  return 16;
-}
-
 void WriteTextureChunk(VKWriter &w, uint32_t attrflags, int textureId) {
   if (textureId == -1) return;
   uint16_t head = 0;
@@ -117,7 +110,7 @@ void VKWriteMaterialChunks(const VKWriteInfo *info, const ScMaterials *material,
   if ((flags & vkflag::kIgnoreDiffuse) && textured) d[0] = d[1] = d[2] = 255;
   const bool ambientOn = !(stripFlags & vkfst::kIA);
   const bool specularOn = !(stripFlags & vkfst::kIS);
-  const int exponent = specularOn ? ExponentStep(power) : 0;
+  const int exponent = specularOn ? VKExponentStep(power) : 0;
   const uint32_t textureFlags = attrflags & vkattr::kTextureFlags;
 
   if (!state.started) {
@@ -150,6 +143,13 @@ void VKWriteMaterialChunks(const VKWriteInfo *info, const ScMaterials *material,
     state.textureId = textureId;
     WriteTextureChunk(w, attrflags, textureId);
   }
+}
+
+int VKExponentStep(float power) {
+  if (power == 0.0f) return 0;
+  for (int step = 0; step < 15; ++step)
+    if (!(power > kExponentBounds[step])) return step + 1;
+  return 16;
 }
 
 int VKColourByte(float value) {

@@ -29,5 +29,10 @@ struct VKMaterialState {
 void VKWriteMaterialChunks(const VKWriteInfo *info, const ScMaterials *material, int textureId,
                            uint16_t stripFlags, VKMaterialState &state);
 
+// The specular exponent step 0-16 of a specular power: 0 for 0, else the
+// first step whose bound (1, 2, 3, 5, 8, 11, 15, 23, 31, 47, 63, 95, 127,
+// 191, 255) the power does not exceed, 16 above 255.
+int VKExponentStep(float power);
+
 // trunc(value x 255), keeping the low 8 bits; 0 for values out of range.
 int VKColourByte(float value);

@@ -13,6 +13,7 @@
 #include "base/flags.h"
 #include "base/status.h"
 #include "base/version.h"
+#include "basic/basic_writer.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
 #include "frontend/options.h"
@@ -72,8 +73,8 @@ struct BasicRoute {
 constexpr BasicRoute kBasicRoutes[] = {
     {true, false, "Basic Model Ascii to Chunk Model Ascii", VKWriteChunkModel},
     {true, true, "Basic Model Ascii to Chunk Model Binary", VKWriteChunkModel},
-    {false, false, "Basic Model Ascii to Basic Model Ascii", nullptr},
-    {false, true, "Basic Model Ascii to Basic Model Binary", nullptr},
+    {false, false, "Basic Model Ascii to Basic Model Ascii", VKWriteBasicModel},
+    {false, true, "Basic Model Ascii to Basic Model Binary", VKWriteBasicModel},
 };
 
 constexpr const char *kChunkToBinaryName = "Chunk Model Ascii to Chunk Model Binary";
@@ -188,6 +189,9 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, R
   if (route.writer == nullptr) return StopUnavailable(route.name);
   if (chunkOutput) {
     if (VKStatus fits = VKSceneFitsChunkModel(options->scene); !fits.ok()) return fits;
+  } else {
+    VKStatus fits = VKSceneFitsBasicModel(options->scene, options->modelFlags, options->stripFlags);
+    if (!fits.ok()) return fits;
   }
 
   if (!binary) {

@@ -298,7 +298,9 @@ class SceneBuilder {
     const char *file = ctx_.fileName;
     const char *model = m.name.c_str();
     const int32_t materialId = set.typeMatId & kMaterialMask;
-    if (set.nbMesh > 0 && materialId >= m.nbMat) {
+    // A model without materials names material index 0 (the writers give
+    // its polygons the default material).
+    if (set.nbMesh > 0 && materialId >= std::max<int32_t>(m.nbMat, 1)) {
       std::fprintf(stderr, "Error : %s : Line %d : material index %d is not below MatNum %d of MODEL %s\n", file,
                    set.typeLine, materialId, m.nbMat, model);
       return false;
@@ -400,8 +402,13 @@ class SceneBuilder {
       const BasicMeshSet &set = ctx_.meshsets[static_cast<size_t>(m.meshsets + i)];
       if (set.nbMesh == 0) continue;
       const int32_t materialId = set.typeMatId & kMaterialMask;
-      float diffuse[4];
-      ColourFloats(ctx_.materials[static_cast<size_t>(m.mats + materialId)].diffuse, diffuse);
+      // A model without materials may still name a MATERIAL block (the
+      // writers name the default material): its first material colours the
+      // polygons; with none they keep the attribute's own colour.
+      float diffuse[4] = {};
+      const size_t material = static_cast<size_t>(m.mats + materialId);
+      const bool coloured = m.mats >= 0 && material < ctx_.materials.size();
+      if (coloured) ColourFloats(ctx_.materials[material].diffuse, diffuse);
       const std::vector<int16_t> &list = ctx_.polygons[static_cast<size_t>(set.meshes)].items;
       const UvPair *uvs = set.vertuv >= 0 ? ctx_.vertUvs[static_cast<size_t>(set.vertuv)].items.data() : nullptr;
       const Vec3 *polyNormals = set.normals >= 0 ? ctx_.polyNormals[static_cast<size_t>(set.normals)].items.data() : nullptr;
@@ -409,7 +416,7 @@ class SceneBuilder {
         ScPolygon &poly = mesh->polygons[p];
         poly.materialId = materialId;
         poly.attribute = &mesh->attributes[p];
-        std::copy(diffuse, diffuse + 4, poly.attribute->diffuse);
+        if (coloured) std::copy(diffuse, diffuse + 4, poly.attribute->diffuse);
         poly.nbCorner = static_cast<uint16_t>(f.corners);
         poly.corners = ScPolyNodeAlloc(f.corners);
         for (int c = 0; c < f.corners; c++) {

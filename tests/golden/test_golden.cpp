@@ -132,6 +132,8 @@ const GoldenCase kCases[] = {
     {"grid_septex_bin", Model::kGrid, {"%", "-septex", "-bin"}},
     {"grid_septex_notexture", Model::kGrid, {"%", "-septex", "-notexture"}},
     {"grid_old_backup", Model::kGrid, {"%"}, Setup::kOldBackup},
+    {"grid_B", Model::kGrid, {"%", "-B"}},
+    {"grid_basic_bin", Model::kGrid, {"%", "-basic", "-bin"}},
     // Vertex kinds, in ASCII and in binary.
     {"grid_SH", Model::kGrid, {"%", "-SH"}},
     {"grid_VNSH", Model::kGrid, {"%", "-VNSH"}},
@@ -204,8 +206,6 @@ const GoldenCase kCases[] = {
     {"grid_strip_options", Model::kGrid, {"%", "-St", "-4to3"}},
     {"grid_misc_flags", Model::kGrid, {"%", "-Info", "-IM0", "-pvm", "-rva", "-nocrop", "-nvc", "-noflags"}},
     // Refusals and failures.
-    {"refuse_basic", Model::kGrid, {"%", "-B"}},
-    {"refuse_basic_bin", Model::kGrid, {"%", "-basic", "-bin"}},
     {"refuse_chunk_ascii", Model::kChunkText, {"%"}},
     {"refuse_chunk_bin", Model::kChunkText, {"%", "-bin"}},
     {"refuse_chunk_basic", Model::kChunkText, {"%", "-B"}},
