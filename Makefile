@@ -41,7 +41,7 @@ program: demo-deps
 
 # Converts a copy of the sample model in $(BUILD)/demo and shows the result.
 demo: program
-	rm -rf $(BUILD)/demo && mkdir -p $(BUILD)/demo && cp examples/* $(BUILD)/demo/
+	rm -rf $(BUILD)/demo && mkdir -p $(BUILD)/demo && cp examples/*.* $(BUILD)/demo/
 	cd $(BUILD)/demo && ../vkconv sample.vka
 	@echo
 	@cd $(BUILD)/demo && ls -l && if [ -f sample.vka.bk ]; then echo "--- sample.vka (converted) ---"; head -n 40 sample.vka; fi

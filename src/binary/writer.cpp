@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/console.h"
+#include "base/run_record.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
 
@@ -123,6 +124,7 @@ VKStatus VKWriteClose(VKWriter &writer) {
       state.file = stderr;
       state.ownsFile = false;
       if (ok && vkbin::Rename(state, state.temporaryName.c_str(), state.targetName.c_str()) != 0) ok = false;
+      if (ok && state.hooks.record != nullptr) state.hooks.record->AddWritten(state.targetName);
       if (!ok) {
         std::remove(state.temporaryName.c_str());
         result = VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write %s\n", state.targetName.c_str());

@@ -6,16 +6,20 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "base/console.h"
 #include "base/file_names.h"
 #include "base/flags.h"
+#include "base/run_record.h"
 #include "base/status.h"
 #include "base/version.h"
 #include "basic/basic_writer.h"
+#include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
+#include "frontend/depfile.h"
 #include "frontend/options.h"
 #include "process/nodelist.h"
 #include "reader/reader.h"
@@ -32,6 +36,12 @@ constexpr const char *kStarSpaces = "*                                          
 
 constexpr const char *kInputSuffix = ".vka";
 constexpr const char *kBackupSuffix = ".bk";
+
+// Build-pipeline options beside the option table: "-MF FILE" writes the run's
+// dependency file; "-strict" ends a run that printed an error or stopped with
+// status 1.
+constexpr const char *kDependencyFileOption = "-MF";
+constexpr const char *kStrictOption = "-strict";
 
 // ---- Input-kind test ----------------------------------------------------------
 
@@ -221,6 +231,37 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, R
   return route.writer(request);
 }
 
+// Takes the value of -MF out of the argument vector before the input argument
+// is chosen: its first character is overwritten with '-', as -gibase's is, so
+// that "vkconv -MF deps.d model.vka" converts model.vka. A value beginning
+// with '-' is taken for an option, not a name.
+VKStatus TakeDependencyFile(int argc, char **argv, std::string *name) {
+  const int at = FindOption(argc, argv, kDependencyFileOption, nullptr);
+  if (at < 0) return VKStatus{};
+  if (at + 1 >= argc || argv[at + 1][0] == '\0' || argv[at + 1][0] == '-')
+    return VKErrorStatus(VKStatusCode::kRefused, "Error : %s needs the name of the dependency file\n",
+                         kDependencyFileOption);
+  *name = argv[at + 1];
+  argv[at + 1][0] = '-';
+  return VKStatus{};
+}
+
+// After a run that wrote its output: the count of textures not converted
+// under -strict, and the dependency file of -MF, which names the model file
+// as it stands after the run (its backup when the output took its place).
+VKStatus FinishRun(const ConvertOptions &options, VKRunRecord *record, const std::string &dependencyFile,
+                   bool strict) {
+  if (strict && record->failedTextures > 0)
+    PrintError("Error : %d texture(s) could not be converted\n", record->failedTextures);
+  if (dependencyFile.empty()) return VKStatus{};
+  record->read.insert(record->read.begin(), options.inputName);
+  std::string why;
+  if (!VKWriteDependencyFile(dependencyFile.c_str(), *record, &why))
+    return VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write dependency file %s: %s\n",
+                         dependencyFile.c_str(), why.c_str());
+  return VKStatus{};
+}
+
 // The run after the help and version requests.
 VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *options, RunScope &scope,
                       const VKWriterHooks *hooks) {
@@ -380,13 +421,23 @@ VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks) {
   }
   const bool chunkOutput = FindOption(argc, argv, "-B", "-basic") < 0;
 
+  std::string dependencyFile;
+  if (VKStatus taken = TakeDependencyFile(argc, argv, &dependencyFile); !taken.ok()) return taken;
+  const bool strict = FindOption(argc, argv, kStrictOption, nullptr) >= 0;
+
+  // The writers tell the run's record of every file they commit.
+  VKRunRecord record;
+  VKWriterHooks runHooks = hooks != nullptr ? *hooks : VKWriterHooks{};
+  runHooks.record = &record;
+
   // The stop message comes before the scope lets go of the run (which may
   // put the input back and say so when that fails).
   ConvertOptions options;
   RunScope scope;
   VKStatus status;
   try {
-    status = RunWithInput(argc, argv, chunkOutput, &options, scope, hooks);
+    status = RunWithInput(argc, argv, chunkOutput, &options, scope, &runHooks);
+    if (status.ok()) status = FinishRun(options, &record, dependencyFile, strict);
   } catch (const VKOutOfMemory &failure) {
     status = failure.status();
   } catch (const std::bad_alloc &) {
@@ -397,6 +448,8 @@ VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks) {
 }
 
 int RunConverter(int argc, char **argv) {
-  RunConversion(argc, argv, nullptr);
-  return 0;
+  const bool strict = FindOption(argc, argv, kStrictOption, nullptr) >= 0;
+  const long errors = ErrorCount();
+  const VKStatus status = RunConversion(argc, argv, nullptr);
+  return strict && (!status.ok() || ErrorCount() > errors) ? 1 : 0;
 }
