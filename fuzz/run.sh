@@ -38,7 +38,9 @@ for t in $targets; do
   log=$build/fuzz/$t.log
   rm -rf "$findings"
   mkdir -p "$work" "$findings"
-  "$build/fuzz/fuzz_$t" "$work" "$build/fuzz/corpus/$t" -max_total_time="$seconds" -rss_limit_mb=1024 \
+  seeds=""
+  [ -d "$root/fuzz/seeds/$t" ] && seeds="$root/fuzz/seeds/$t"
+  "$build/fuzz/fuzz_$t" "$work" "$build/fuzz/corpus/$t" $seeds -max_total_time="$seconds" -rss_limit_mb=1024 \
     -artifact_prefix="$findings/" -print_final_stats=1 >"$log" 2>&1
   status=$?
   execs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | tail -1 | grep -o '[0-9]*$')

@@ -82,7 +82,6 @@ int main(int argc, char **argv) {
       files.push_back(path);
     } else {
       std::fprintf(stderr, "No corpus at %s\n", argv[i]);
-      return 1;
     }
     for (const auto &file : files) seeds.push_back(Load(file));
   }

@@ -196,6 +196,12 @@ constexpr uint16_t kFL = 0x2000;
 constexpr uint16_t kENV = 0x4000;
 }  // namespace vkfst
 
+// ---- Values clamped to their packed fields (VKWriteInfo::clampWarned) -------------
+namespace vkclamp {
+constexpr uint32_t kNormal = 0x1;  // a normal component outside [-1, 1]
+constexpr uint32_t kUv = 0x2;      // a scaled UV outside the 16-bit range
+}  // namespace vkclamp
+
 // ---- A polygon's strip state (ScPolygon::stripState) ------------------------------
 constexpr uint16_t kStripCornerMask = 0x0003;  // start corner, or new corner of a later triangle
 constexpr uint16_t kStripExcluded = 0x0008;    // degenerate triangle

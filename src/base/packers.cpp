@@ -10,7 +10,8 @@ int VKIntensity(int red, int green, int blue) {
 }
 
 int VKNorm10(float component) {
-  if (!std::isfinite(component) || std::fabs(component) > 1.0e6f) component = 0.0f;
+  if (std::isnan(component)) component = 0.0f;
+  component = component < -1.0f ? -1.0f : component > 1.0f ? 1.0f : component;
   return static_cast<int>(std::trunc(static_cast<double>(component) * 511.0)) & 0x3FF;
 }
 

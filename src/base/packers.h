@@ -40,7 +40,8 @@ constexpr uint32_t VKPackD16S16(int diffuse, int specular) {
 // Three 10-bit fields x << 20 | y << 10 | z, ORed as they come (the fields
 // are not masked).
 constexpr uint32_t VKPackNorm32Fields(uint32_t x, uint32_t y, uint32_t z) { return x << 20 | y << 10 | z; }
-// One NORM32 component: trunc(n x 511.0) & 0x3FF.
+// One NORM32 component: trunc(n x 511.0) & 0x3FF of n clamped to [-1, 1]
+// (a value that is not a number packs as 0).
 int VKNorm10(float component);
 // The NORM32 word of a normal: its three components as 10-bit fields.
 uint32_t VKPackNORM32(float nx, float ny, float nz);

@@ -65,6 +65,7 @@ struct VKWriteInfo {
   char vertexName[256];
   char stripName[256];
   char objectName[256];
+  uint32_t clampWarned;         // vkclamp kinds clamped and warned about in this run
 };
 
 // Rewrites the five per-node names (object base, model, vertex, strip and

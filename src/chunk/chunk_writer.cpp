@@ -4,6 +4,10 @@
 // chunk/model_file.h writes.
 #include "chunk/chunk_writer.h"
 
+#include <set>
+#include <string>
+#include <utility>
+
 #include "base/flags.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
@@ -90,6 +94,19 @@ const ScModel *FindOversizedModel(const ScModel *model) {
   return nullptr;
 }
 
+// The textures of the scene's materials as the texture list counts them:
+// one per file name and palette bank.
+void CollectTextures(const ScModel *model, std::set<std::pair<std::string, int32_t>> &textures) {
+  for (; model; model = model->sibling) {
+    const ScMaterials *m = model->materials;
+    for (int k = 0; m && k < model->nbMaterial; ++k, m = m->next) {
+      const ScTexture *t = m->textures;
+      for (int x = 0; t && x < m->nbTexture; ++x, t = t->next) textures.emplace(t->picname ? t->picname : "", m->bank);
+    }
+    CollectTextures(model->child, textures);
+  }
+}
+
 }  // namespace
 
 void CompleteChunkOptions(uint32_t *chunkFlags, uint32_t *stripFlags, uint32_t *modelFlags) {
@@ -110,10 +127,18 @@ void CompleteChunkOptions(uint32_t *chunkFlags, uint32_t *stripFlags, uint32_t *
 
 VKStatus VKSceneFitsChunkModel(const ScObject *scene) {
   const ScModel *model = scene ? FindOversizedModel(scene->root) : nullptr;
-  if (!model) return VKStatus{};
-  return VKErrorStatus(VKStatusCode::kRefused,
-                       "Error : Object %s has %d vertices; a Chunk model holds at most %d per object\n", model->name,
-                       model->mesh->nbVertex, kMaxChunkVertices);
+  if (model) {
+    return VKErrorStatus(VKStatusCode::kRefused,
+                         "Error : Object %s has %d vertices; a Chunk model holds at most %d per object\n", model->name,
+                         model->mesh->nbVertex, kMaxChunkVertices);
+  }
+  std::set<std::pair<std::string, int32_t>> textures;
+  if (scene) CollectTextures(scene->root, textures);
+  if (textures.size() > static_cast<size_t>(kMaxChunkTextures)) {
+    return VKErrorStatus(VKStatusCode::kRefused, "Error : The model uses %d textures; a Chunk model holds at most %d\n",
+                         static_cast<int>(textures.size()), kMaxChunkTextures);
+  }
+  return VKStatus{};
 }
 
 VKStatus VKWriteChunkModel(const VKWriteRequest &request) {

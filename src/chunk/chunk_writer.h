@@ -24,7 +24,9 @@ void CompleteChunkOptions(uint32_t *chunkFlags, uint32_t *stripFlags, uint32_t *
 // kBadRewrite), which is not printed yet and leaves no file behind.
 VKStatus VKWriteChunkModel(const VKWriteRequest &request);
 
-// A Chunk model indexes vertices with 16 bits: fails with kRefused, after an
-// error naming the object, when a mesh of the scene has more than 65,535
-// vertices. The driver asks this before it touches any file.
+// A Chunk model indexes vertices with 16 bits and textures with 13: fails
+// with kRefused, after an error, when a mesh of the scene has more than
+// 65,535 vertices (naming the object) or when its materials use more than
+// 8,191 textures (file names and palette banks). The driver asks this
+// before it touches any file.
 VKStatus VKSceneFitsChunkModel(const ScObject *scene);

@@ -132,11 +132,7 @@ uint32_t EvaluationFlags(const VKWriteInfo *info, const ScNode *node, const ScNo
 double Degrees(float radians) { return radians * 180.0 / kVKDegreesPi; }
 
 // A binary angle: 65536 per turn, truncated toward zero.
-int32_t BinaryAngle(float radians) {
-  const double value = Degrees(radians) * kVKBinaryAnglePerDegree;
-  if (!(value > -2147483648.0 && value < 2147483647.0)) return 0;
-  return static_cast<int32_t>(value);
-}
+int32_t BinaryAngle(float radians) { return VKBinaryAngle(Degrees(radians)); }
 
 void WriteAbsent(VKWriter &w, const char *label, const VKObjectRecordWords &words) {
   if (words.nullPointers) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/flags.h"
+#include "base/numbers.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/emit.h"
@@ -29,18 +30,11 @@ constexpr AttrToStrip kAttrToStrip[] = {
     {vkattr::kFlat, vkfst::kFL},           {vkattr::kEnvironment, vkfst::kENV},
 };
 
-constexpr const char *kUfoNames[4] = {"UFO_0", "UFO_1", "UFO_2", "UFO_3"};
-
 const char *ChunkName(int id) { return VKFindChunkKindById(id)->name.data(); }
 
-int TruncToInt(double value) {
-  if (!(value > -2147483648.0)) return value != value ? 0 : INT32_MIN;
-  if (value >= 2147483647.0) return INT32_MAX;
-  return static_cast<int>(value);
-}
 
 struct GroupContext {
-  const VKWriteInfo *info;
+  VKWriteInfo *info;
   const ScMesh *mesh;
   ScMaterials *material;  // null for the default group
   int textureId;          // -1 when untextured
@@ -101,7 +95,7 @@ struct StripFormat {
   bool colourWords;  // polygon colour as one ARGB8888 word in place of the user words
 };
 
-int TruncScaled(float value, double scale) { return TruncToInt(static_cast<double>(value) * scale); }
+int TruncScaled(float value, double scale) { return VKTruncToInt(static_cast<double>(value) * scale); }
 
 void WriteUserWords(VKWriter &w, const StripFormat &format, const ScPolygon *polygon) {
   if (format.userWords == 0) return;
@@ -123,17 +117,19 @@ void WriteUserWords(VKWriter &w, const StripFormat &format, const ScPolygon *pol
   }
 }
 
-void WriteStripVertex(VKWriter &w, const StripFormat &format, const VKStripVertex &vertex) {
+void WriteStripVertex(VKWriteInfo *info, const StripFormat &format, const VKStripVertex &vertex) {
+  VKWriter &w = *info->writer;
   const ScPolyNode &corner = vertex.polygon->corners[vertex.corner];
   VKPrint(w, "S", "%d, ", corner.vertex);
   if (format.uv) {
     const double scale = format.uv == 1 ? 256.0 : 1024.0;
-    const int u = TruncScaled(corner.u, scale);
-    const int v = TruncToInt((1.0 - static_cast<double>(corner.v)) * scale);
+    const int u = VKClampUv(info, static_cast<double>(corner.u) * scale);
+    const int v = VKClampUv(info, (1.0 - static_cast<double>(corner.v)) * scale);
     VKPrint(w, "!g$s$s", "\t%s( %d, %d ),", format.uv == 1 ? "Uvn" : "Uvh", u, v);
   }
   if (format.normal) {
-    const float *n = corner.normal;
+    const float n[3] = {VKClampNormal(info, corner.normal[0]), VKClampNormal(info, corner.normal[1]),
+                        VKClampNormal(info, corner.normal[2])};
     VKPrintAscii(w, " %s( %f, %f, %f ), ", "Pvn", n[0], n[1], n[2]);
     VKPrintBin(w, "sss", TruncScaled(n[0], 32767.0), TruncScaled(n[1], 32767.0), TruncScaled(n[2], 32767.0));
   }
@@ -143,7 +139,9 @@ void WriteStripVertex(VKWriter &w, const StripFormat &format, const VKStripVerte
   }
 }
 
-void WriteStrip(VKWriter &w, const StripFormat &format, const VKStripPiece &piece, const VKStripVertex *vertices) {
+void WriteStrip(VKWriteInfo *info, const StripFormat &format, const VKStripPiece &piece,
+                const VKStripVertex *vertices) {
+  VKWriter &w = *info->writer;
   VKPrintAscii(w, "\t%s(%d),  ", piece.left ? "StripL" : "StripR", piece.count);
   VKPrintBin(w, "s", piece.left ? piece.count : -piece.count);
   for (int i = 0; i < piece.count; ++i) {
@@ -152,7 +150,7 @@ void WriteStrip(VKWriter &w, const StripFormat &format, const VKStripPiece &piec
     } else if (i > 0 && i % 10 == 0) {
       VKPrintAscii(w, "\n                   ");
     }
-    WriteStripVertex(w, format, vertices[piece.first + i]);
+    WriteStripVertex(info, format, vertices[piece.first + i]);
     if (i >= 2) WriteUserWords(w, format, vertices[piece.first + i].polygon);
   }
   VKPrintAscii(w, "\n");
@@ -168,16 +166,17 @@ int WordsPerStripVertex(const StripFormat &format) {
 }
 
 // Strip chunks of one kind: as many as the 16-bit size and 14-bit count need.
-void WriteStripChunks(VKWriter &w, int id, uint16_t flags, const StripFormat &format, const VKStripSet &set) {
+void WriteStripChunks(VKWriteInfo *info, int id, uint16_t flags, const StripFormat &format, const VKStripSet &set) {
+  VKWriter &w = *info->writer;
   const int words = WordsPerStripVertex(format);
   for (const VKStripRun &run : VKSplitStripChunks(set, words, format.userWords)) {
     const int size = VKEvenSize(run.size);
     const std::string flagText = VKFlagsText(flags, VKFlagWord::kStrip);
     VKPrintAscii(w, "\t%s( %s ), %d, ", ChunkName(id), id == CnkO_ST ? "0x0" : flagText.c_str(), size);
-    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], run.pieceCount);
+    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kVKUserOffsetNames[format.userWords], run.pieceCount);
     VKPrintBin(w, "SSS", VKHeadWord(id, flags), size, VKCountWord(format.userWords, run.pieceCount));
     for (int p = run.firstPiece; p < run.firstPiece + run.pieceCount; ++p)
-      WriteStrip(w, format, set.pieces[p], set.vertices.data());
+      WriteStrip(info, format, set.pieces[p], set.vertices.data());
     if (size != run.size) WriteNull(w);
   }
 }
@@ -193,7 +192,7 @@ void WritePolygonChunks(VKWriter &w, int id, const StripFormat &format,
     const int natural = count * perPolygon + 1;
     const int size = VKEvenSize(natural);
     VKPrintAscii(w, "\t%s( 0x0 ), %d, ", ChunkName(id), size);
-    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kUfoNames[format.userWords], count);
+    VKPrintAscii(w, "%s( %s, %d ),\n", "_NB", kVKUserOffsetNames[format.userWords], count);
     VKPrintBin(w, "SSS", VKHeadWord(id, 0), size, VKCountWord(format.userWords, count));
     for (size_t i = first; i < first + count; ++i) {
       const VKVolumePolygon &polygon = polygons[i];
@@ -224,7 +223,7 @@ void WriteVolumeGroup(const GroupContext &group, const VKMaterialGroup &lists) {
   switch (vkopt::VolumeMode(group.info->chunkFlags)) {
     case vkopt::kChunkVolumeStrip: {
       const VKStripSet set = StripsOf(lists, 1, format.userWords);
-      if (!set.pieces.empty()) WriteStripChunks(w, CnkO_ST, 0, format, set);
+      if (!set.pieces.empty()) WriteStripChunks(group.info, CnkO_ST, 0, format, set);
       break;
     }
     case vkopt::kChunkVolumePoly3: {
@@ -261,12 +260,12 @@ void WriteGroup(GroupContext &group, const VKMaterialGroup &lists, VKMaterialSta
     format.colour = true;
   const int id = CnkS + format.uv + (format.normal ? 3 : 0) + (format.colour ? 6 : 0);
   const VKStripSet set = StripsOf(lists, WordsPerStripVertex(format), format.userWords);
-  if (!set.pieces.empty()) WriteStripChunks(*group.info->writer, id, group.stripFlags, format, set);
+  if (!set.pieces.empty()) WriteStripChunks(group.info, id, group.stripFlags, format, set);
 }
 
 }  // namespace
 
-void VKWritePolygonChunks(const VKWriteInfo *info, VKMaterialNode *node, const ScMesh *mesh) {
+void VKWritePolygonChunks(VKWriteInfo *info, VKMaterialNode *node, const ScMesh *mesh) {
   VKMaterialState state{};
   if (!node || node->materialCount == 0 || !node->groups) {
     if (!node) return;

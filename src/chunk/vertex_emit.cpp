@@ -60,7 +60,9 @@ void WriteD8888(VKWriter &w, const uint8_t *c) {
   VKPrint(w, "!g$8", "%s( %d, %d, %d, %d ),\n", "\tD8888", c[3], c[0], c[1], c[2]);
 }
 
-void WriteVertex(VKWriter &w, const VertexKind &kind, const ScVertex &vertex, float scale, uint32_t chunkFlags) {
+void WriteVertex(VKWriteInfo *info, const VertexKind &kind, const ScVertex &vertex, float scale,
+                 uint32_t chunkFlags) {
+  VKWriter &w = *info->writer;
   const bool comment = (chunkFlags & vkopt::kChunkVertexComments) != 0;
   const float pos[3] = {vertex.pos[0] * scale, vertex.pos[1] * scale, vertex.pos[2] * scale};
   WriteFloatLine(w, kind.sh ? "\tVERT_SH" : "\tVERT", pos, comment, kind.sh, 1.0f);
@@ -69,9 +71,9 @@ void WriteVertex(VKWriter &w, const VertexKind &kind, const ScVertex &vertex, fl
     case Normal::kPlain: WriteFloatLine(w, "\tNORM", vertex.normal, comment, false, 0.0f); break;
     case Normal::kSh: WriteFloatLine(w, "\tNORM_SH", vertex.normal, comment, true, 0.0f); break;
     case Normal::kPacked: {
-      const int x = VKNorm10(vertex.normal[0]);
-      const int y = VKNorm10(vertex.normal[1]);
-      const int z = VKNorm10(vertex.normal[2]);
+      const int x = VKNorm10(VKClampNormal(info, vertex.normal[0]));
+      const int y = VKNorm10(VKClampNormal(info, vertex.normal[1]));
+      const int z = VKNorm10(VKClampNormal(info, vertex.normal[2]));
       VKPrint(w, "!g$X", "%s( 0x%x, 0x%x, 0x%x ),\n", "\tNORM32", x, y, z);
       break;
     }
@@ -108,7 +110,7 @@ void WriteVertex(VKWriter &w, const VertexKind &kind, const ScVertex &vertex, fl
 
 }  // namespace
 
-void VKWriteVertexChunks(const VKWriteInfo *info, const ScMesh *mesh) {
+void VKWriteVertexChunks(VKWriteInfo *info, const ScMesh *mesh) {
   VKWriter &w = *info->writer;
   const VertexKind kind = KindOf(info->chunkFlags);
   const int words = kind.chunk->words;
@@ -124,7 +126,7 @@ void VKWriteVertexChunks(const VKWriteInfo *info, const ScMesh *mesh) {
     VKPrintAscii(w, "\t%s(%d, %d),\n", kind.chunk->name.data(), 0, size);
     VKPrintBin(w, "SS", kind.chunk->id, size);
     VKPrint(w, "!g$S$S", "\t%s(%d, %d),\n", "OffnbIdx", first, n);
-    for (int i = first; i < first + n; ++i) WriteVertex(w, kind, mesh->vertices[i], scale, info->chunkFlags);
+    for (int i = first; i < first + n; ++i) WriteVertex(info, kind, mesh->vertices[i], scale, info->chunkFlags);
     first += n;
   } while (first < count);
 }

@@ -22,6 +22,25 @@ void CopyName(char (&target)[256], const char *text) {
   std::snprintf(target, sizeof target, "%s", text ? text : "");
 }
 
+bool LabelCharacter(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+}
+
+// Every label the writers make starts with the base name: a character that
+// cannot stand in one (anything but letters, digits and "_") becomes "_",
+// keeping the length and so the reader's prefix rule. One warning.
+void MakeLabelBase(char (&baseName)[256], const char *fileName) {
+  const std::string original = baseName;
+  bool changed = false;
+  for (char *c = baseName; *c != '\0'; ++c) {
+    if (!LabelCharacter(*c)) *c = '_', changed = true;
+  }
+  if (changed) {
+    PrintWarning("Warning : The base name \"%s\" of %s can't stand in a label; labels use \"%s\"\n",
+                 original.c_str(), fileName, baseName);
+  }
+}
+
 // Condition -> tag rows of the chunk report that test a single bit.
 struct BitTag {
   uint32_t bit;
@@ -93,6 +112,7 @@ void VKInitWriteInfo(VKWriteInfo *info, const VKWriteRequest &request, uint32_t 
   CopyName(cut, request.outputName);
   StripSuffix(cut);
   CopyName(info->baseName, BaseName(cut));
+  MakeLabelBase(info->baseName, request.outputName);
   CopyName(info->defaultMaterialName, (std::string("defmat_") + info->baseName).c_str());
   PrintOptionReport(nodeList, request.chunkFlags);
 }

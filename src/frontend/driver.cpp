@@ -16,6 +16,7 @@
 #include "base/status.h"
 #include "base/version.h"
 #include "basic/basic_writer.h"
+#include "binary/chunk_reader.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
@@ -86,8 +87,6 @@ constexpr BasicRoute kBasicRoutes[] = {
     {false, false, "Basic Model Ascii to Basic Model Ascii", VKWriteBasicModel},
     {false, true, "Basic Model Ascii to Basic Model Binary", VKWriteBasicModel},
 };
-
-constexpr const char *kChunkToBinaryName = "Chunk Model Ascii to Chunk Model Binary";
 
 const BasicRoute &FindBasicRoute(bool chunkOutput, bool binary) {
   for (const BasicRoute &route : kBasicRoutes) {
@@ -179,12 +178,18 @@ class RunScope {
   const ConvertOptions *movedInput_ = nullptr;
 };
 
-VKStatus RunChunkInput(bool chunkOutput, bool binary) {
+// A Chunk-model ASCII file becomes its binary form beside it; the input is
+// only read.
+VKStatus RunChunkInput(ConvertOptions *options, bool chunkOutput, bool binary, const VKWriterHooks *hooks) {
   if (!chunkOutput) return VKErrorStatus(VKStatusCode::kRefused, "Error: Not support Chunk Model to Basic Model\n");
   if (!binary) {
     return VKErrorStatus(VKStatusCode::kRefused, "\nError: Not support Chunk Model Ascii to Chunk Model Ascii\n");
   }
-  return StopUnavailable(kChunkToBinaryName);
+  PrintMessage("[OUTPUT CHUNK]");
+  CopyName(options->outputName, options->inputName);
+  ReplaceSuffix(options->outputName, kVKBinarySuffixes.model);
+  VKTextureList textures;
+  return VKReadChunkModel(options->inputName, options->outputName, &textures, hooks);
 }
 
 VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, RunScope &scope,
@@ -296,7 +301,7 @@ VKStatus RunWithInput(int argc, char **argv, bool chunkOutput, ConvertOptions *o
   }
   const bool binary = (options->outputFlags & vkopt::kOutBinary) != 0;
 
-  if (kind == InputKind::kChunk) return RunChunkInput(chunkOutput, binary);
+  if (kind == InputKind::kChunk) return RunChunkInput(options, chunkOutput, binary, hooks);
   return RunBasicInput(options, chunkOutput, binary, scope, hooks);
 }
 

@@ -1,6 +1,7 @@
 // The option parser, the strip options and the chunk completion.
 #include "frontend/options.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -119,6 +120,33 @@ void OverwriteValue(char *argument) {
   if (argument[0] != '\0') argument[0] = '-';
 }
 
+// The whole text is a number (strtod's syntax, "nan" and "inf" included).
+bool IsNumber(const char *text, double *value) {
+  char *end = nullptr;
+  *value = std::strtod(text, &end);
+  return end != text && *end == '\0';
+}
+
+// -gscale: its value is the next argument when that does not begin with '-'.
+// A value that is not a finite number above 0 (as a float), or a number
+// written with a minus, draws a warning and leaves the scale at 1.0.
+void ParseGlobalScale(int argc, char **argv, ConvertOptions *options) {
+  options->globalScale = 1.0f;
+  const int option = FindOption(argc, argv, "-gscale", "-gs");
+  if (option < 0 || option + 1 >= argc || argv[option + 1] == nullptr) return;
+  char *value = argv[option + 1];
+  double number = 0.0;
+  const bool isNumber = IsNumber(value, &number);
+  if (value[0] == '-' && !isNumber) return;  // the next option, not a value
+  const auto scale = static_cast<float>(number);
+  if (value[0] != '-' && isNumber && std::isfinite(scale) && scale > 0.0f) {
+    options->globalScale = scale;
+  } else {
+    PrintWarning("Warning : Bad global scale %s (a finite number above 0 is needed); 1.0 is used\n", value);
+  }
+  if (value[0] != '-') OverwriteValue(value);
+}
+
 void ApplyConflictRules(ConvertOptions *options) {
   if ((options->outputFlags & kOutPolyVertexNormal) != 0 &&
       (options->chunkFlags & kChunkVertexNormal) != 0) {
@@ -175,13 +203,7 @@ void ParseOptions(int argc, char **argv, ConvertOptions *options) {
     *word = (*word & ~row.clear) | row.set;
   }
 
-  index = FindOptionValue(argc, argv, "-gscale", "-gs");
-  if (index >= 0) {
-    options->globalScale = static_cast<float>(std::strtod(argv[index], nullptr));
-    OverwriteValue(argv[index]);
-  } else {
-    options->globalScale = 1.0f;
-  }
+  ParseGlobalScale(argc, argv, options);
 
   ApplyConflictRules(options);
 }

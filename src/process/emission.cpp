@@ -10,10 +10,11 @@
 
 namespace {
 
-void SetEmissionNormal(ScVertex *vertex, const float centre[3]) {
+// A vertex at the centre keeps its normal and is counted.
+void SetEmissionNormal(ScVertex *vertex, const float centre[3], int *zeroVectors) {
   float direction[3];
   ScVectorDiff(centre, vertex->pos, direction);
-  ScUnitVector(direction, vertex->normal);
+  ScUnitVectorCounted(direction, vertex->normal, zeroVectors);
 }
 
 }  // namespace
@@ -23,7 +24,9 @@ void ScModelEmissionNormal(ScNode *node) {
   ScMesh *mesh = ScGetMesh(node->model);
   if (!mesh) return;
   const float *centre = node->bbox.local.average;
-  for (int i = 0; i < mesh->nbVertex; i++) SetEmissionNormal(&mesh->vertices[i], centre);
+  int zeroVectors = 0;
+  for (int i = 0; i < mesh->nbVertex; i++) SetEmissionNormal(&mesh->vertices[i], centre, &zeroVectors);
+  ScPrintZeroVectors(zeroVectors, node->model->name);
 }
 
 void ScMaterialEmissionNormal(ScNode *node) {
@@ -57,9 +60,11 @@ void ScMaterialEmissionNormal(ScNode *node) {
       }
     }
     const float *centre = node->bbox.local.average;
+    int zeroVectors = 0;
     for (int i = 0; i < mesh->nbVertex; i++) {
-      if (mesh->vertices[i].useCount != 0) SetEmissionNormal(&mesh->vertices[i], centre);
+      if (mesh->vertices[i].useCount != 0) SetEmissionNormal(&mesh->vertices[i], centre, &zeroVectors);
     }
+    ScPrintZeroVectors(zeroVectors, model->name);
   }
   ScFree(marked, "EMMat");
 }

@@ -71,16 +71,29 @@ bool ScVectorEqual(const float a[3], const float b[3]) {
 
 float ScGetVectorLength(const float v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
 
-int ScUnitVector(const float v[3], float out[3]) {
+int ScUnitVectorCounted(const float v[3], float out[3], int *zeroVectors) {
   const float length = ScGetVectorLength(v);
   if (length == 0.0f) {
-    std::fprintf(stderr, "WARNING: Floating division by zero [ ScUnitVector ]\n");
+    ++*zeroVectors;
     return 0;
   }
   out[0] = v[0] / length;
   out[1] = v[1] / length;
   out[2] = v[2] / length;
   return 1;
+}
+
+int ScUnitVector(const float v[3], float out[3]) {
+  int zeroVectors = 0;
+  const int unit = ScUnitVectorCounted(v, out, &zeroVectors);
+  if (!unit) std::fprintf(stderr, "WARNING: Floating division by zero [ ScUnitVector ]\n");
+  return unit;
+}
+
+void ScPrintZeroVectors(int zeroVectors, const char *objectName) {
+  if (zeroVectors == 0) return;
+  std::fprintf(stderr, "WARNING: Floating division by zero [ ScUnitVector ] : zero-length vectors in %s: %d\n",
+               objectName ? objectName : "", zeroVectors);
 }
 
 void ScMatrixCopy(const float src[12], float dst[12]) {

@@ -20,6 +20,13 @@ float ScGetVectorLength(const float v[3]);
 // "WARNING: Floating division by zero [ ScUnitVector ]\n" to stderr, leaves
 // out unchanged and returns 0. out may be v.
 int ScUnitVector(const float v[3], float out[3]);
+// The same for the vectors of a whole object: a zero vector adds one to
+// `zeroVectors` instead of printing; the caller prints the count once with
+// ScPrintZeroVectors.
+int ScUnitVectorCounted(const float v[3], float out[3], int *zeroVectors);
+// "WARNING: Floating division by zero [ ScUnitVector ] : zero-length vectors
+// in %s: %d\n" to stderr when the count is not 0.
+void ScPrintZeroVectors(int zeroVectors, const char *objectName);
 
 // ---- Matrices ---------------------------------------------------------------
 void ScMatrixCopy(const float src[12], float dst[12]);

@@ -58,23 +58,26 @@ void ComputeWorldMatrices(const std::vector<std::pair<ScModel *, int>> &order) {
   }
 }
 
-void TransformDirection(float v[3], const float linear[12]) {
+void TransformDirection(float v[3], const float linear[12], int *zeroVectors) {
   ScMatrixTransform(v, v, linear);
-  ScUnitVector(v, v);
+  ScUnitVectorCounted(v, v, zeroVectors);
 }
 
-void FreezeMesh(ScMesh *mesh, const float world[12]) {
+// Vertex and polygon normals without a direction are counted and reported
+// once for the object, not once per vector.
+void FreezeMesh(const ScModel *model, ScMesh *mesh, const float world[12]) {
   float linear[12];
   ScMatrixCopy(world, linear);
   linear[9] = linear[10] = linear[11] = 0.0f;
+  int zeroVectors = 0;
   for (int i = 0; i < mesh->nbVertex; i++) {
     ScVertex &vertex = mesh->vertices[i];
     ScMatrixTransform(vertex.pos, vertex.pos, world);
-    TransformDirection(vertex.normal, linear);
+    TransformDirection(vertex.normal, linear, &zeroVectors);
   }
   for (int p = 0; p < mesh->nbPolygon; p++) {
     ScPolygon &polygon = mesh->polygons[p];
-    TransformDirection(polygon.normal, linear);
+    TransformDirection(polygon.normal, linear, &zeroVectors);
     // Corner normals are copies of vertex normals; a corner without one
     // stays zero without a warning of its own.
     for (int c = 0; polygon.corners && c < polygon.nbCorner; c++) {
@@ -86,6 +89,7 @@ void FreezeMesh(ScMesh *mesh, const float world[12]) {
       }
     }
   }
+  ScPrintZeroVectors(zeroVectors, model->name);
 }
 
 void GlobalFreeze(ScObject *scene, uint32_t optionbits2) {
@@ -93,7 +97,7 @@ void GlobalFreeze(ScObject *scene, uint32_t optionbits2) {
   const auto order = PreOrder(scene->root);
   ScModel *previous = nullptr;
   for (const auto &[model, depth] : order) {
-    if (IsMeshBearing(model) && model->mesh) FreezeMesh(model->mesh, model->matrixA);
+    if (IsMeshBearing(model) && model->mesh) FreezeMesh(model, model->mesh, model->matrixA);
     ScMatrixIdentity(model->matrixA);
     ScMatrixIdentity(model->matrixB);
     for (int k = 0; k < 3; k++) {

@@ -52,8 +52,15 @@ void PutInFirstEmptySlot(ChainEntry &entry, int32_t neighbour, float angle, floa
 }
 
 // Joins the two triangles of a shared edge when the joining test holds.
+// Beyond the test on normals, colours, UVs and angle, the two must run the
+// edge in opposite directions (A's first corner is B's second and the other
+// way round): a strip through two triangles wound against each other, or
+// through two of three on a non-manifold edge that run it alike, would draw
+// a triangle the mesh does not have and flip another. Consistently wound
+// meshes pass this everywhere, so their strips are not changed by it.
 void TryJoin(ChainEntry *chain, const ScVertex *vertices, const EdgeRecord &A, const EdgeRecord &B,
              const VKStripOptions &options) {
+  if (!options.joinEitherDirection && (A.a != B.b || A.b != B.a)) return;
   const ScPolygon *pa = chain[A.triangle].polygon;
   const ScPolygon *pb = chain[B.triangle].polygon;
   const ScPolyNode &aa = CornerA(pa, A), &ab = CornerB(pa, A);

@@ -44,6 +44,10 @@ struct VKStripOptions {
   int32_t polygonVertexSum;
   int32_t stripTotal;
   int32_t stripVertexSum;
+  // Tests only: join two triangles whichever way they run their shared
+  // edge (the joining test without the winding condition), the oracle of
+  // consistently wound meshes.
+  bool joinEitherDirection;
   VKEdgeOrderFn edgeOrder;          // VKEdgeOrder when null
   VKTriangleOrderFn triangleOrder;  // VKTriangleOrder when null
 };

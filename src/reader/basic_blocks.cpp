@@ -62,6 +62,23 @@ int32_t MeasureBlock(LineReader &reader, bool countsTokens) {
 
 // ---- Pass 3 helpers -------------------------------------------------------
 
+// Reads the next line of the current block; false at the end of the file
+// and after a second START line, which is refused: its lines would be read
+// as values of the first.
+bool BlockLine(ReaderContext &ctx) {
+  LineReader &r = *ctx.reader;
+  if (!r.ReadLine()) return false;
+  if (r.first() != "START") return true;
+  if (ctx.blockStart == 0) {
+    ctx.blockStart = r.line();
+    return true;
+  }
+  std::fprintf(stderr, "Error : %s : Line %d : second START in %s (the first is on line %d)\n", ctx.fileName,
+               r.line(), ctx.block.c_str(), ctx.blockStart);
+  ctx.blockFailed = true;
+  return false;
+}
+
 bool NeedTokens(const ReaderContext &ctx, int count) {
   if (ctx.reader->count() >= count) return true;
   std::fprintf(stderr, "Bad arg count : Line %d\n", ctx.reader->line());
@@ -86,7 +103,7 @@ bool TakeName(const ReaderContext &ctx, int index, std::string *out) {
 enum class Positional { kRead, kEndOfFile, kFailed };
 
 Positional NextLine(ReaderContext &ctx, int count) {
-  if (!ctx.reader->ReadLine()) return Positional::kEndOfFile;
+  if (!BlockLine(ctx)) return ctx.blockFailed ? Positional::kFailed : Positional::kEndOfFile;
   return NeedTokens(ctx, count) ? Positional::kRead : Positional::kFailed;
 }
 
@@ -124,7 +141,7 @@ int32_t AngleValue(std::string_view token) {
 // Skips the lines before "START"; false when the block ends (END or end of
 // file) before it.
 bool SkipToStart(ReaderContext &ctx) {
-  while (ctx.reader->ReadLine()) {
+  while (BlockLine(ctx)) {
     std::string_view first = ctx.reader->first();
     if (first == "START") return true;
     if (first == "END") return false;
@@ -147,7 +164,7 @@ size_t PlannedSize(const std::vector<int32_t> &sizes, size_t index) {
 
 bool ReadTextureBlock(ReaderContext &ctx) {
   LineReader &r = *ctx.reader;
-  while (r.ReadLine()) {
+  while (BlockLine(ctx)) {
     std::string_view first = r.first();
     if (first == "END") return true;
     BasicTexName entry;
@@ -167,7 +184,7 @@ bool ReadTextureBlock(ReaderContext &ctx) {
     if (!TakeName(ctx, 1, &entry.filename)) return false;
     ctx.textures.push_back(std::move(entry));
   }
-  return true;
+  return !ctx.blockFailed;
 }
 
 // The five positional lines of one material.
@@ -197,7 +214,7 @@ bool ReadMaterialBlock(ReaderContext &ctx) {
   if (stored == 0 && name.compare(0, 6, "defmat") == 0) ctx.defaultMaterialOrder = true;
   bool firstOfBlock = true;
   LineReader &r = *ctx.reader;
-  while (r.ReadLine()) {
+  while (BlockLine(ctx)) {
     std::string_view first = r.first();
     if (first == "END") return true;
     if (first != "MATSTART") continue;
@@ -214,7 +231,7 @@ bool ReadMaterialBlock(ReaderContext &ctx) {
     if (p == Positional::kFailed) return false;
     if (p == Positional::kEndOfFile) return true;
   }
-  return true;
+  return !ctx.blockFailed;
 }
 
 bool ReadPolygonBlock(ReaderContext &ctx) {
@@ -223,7 +240,7 @@ bool ReadPolygonBlock(ReaderContext &ctx) {
   block.items.reserve(PlannedSize(ctx.polygonSizes, ctx.polygons.size()));
   LineReader &r = *ctx.reader;
   if (SkipToStart(ctx)) {
-    while (r.ReadLine()) {
+    while (BlockLine(ctx)) {
       std::string_view first = r.first();
       if (first == "END") break;
       int from = 0;
@@ -236,6 +253,7 @@ bool ReadPolygonBlock(ReaderContext &ctx) {
       for (int i = from; i < r.count(); i++) block.items.push_back(static_cast<int16_t>(Decimal16(r[i])));
     }
   }
+  if (ctx.blockFailed) return false;
   ctx.polygons.push_back(std::move(block));
   return true;
 }
@@ -247,12 +265,13 @@ bool ReadVec3Block(ReaderContext &ctx, std::vector<ArrayBlock<Vec3>> &blocks, co
   block.items.reserve(PlannedSize(sizes, blocks.size()));
   LineReader &r = *ctx.reader;
   if (SkipToStart(ctx)) {
-    while (r.ReadLine()) {
+    while (BlockLine(ctx)) {
       if (r.first() == "END") break;
       if (!NeedTokens(ctx, 4)) return false;
       block.items.push_back({RealValue(r[1]), RealValue(r[2]), RealValue(r[3])});
     }
   }
+  if (ctx.blockFailed) return false;
   blocks.push_back(std::move(block));
   return true;
 }
@@ -267,12 +286,13 @@ bool ReadVertUvBlock(ReaderContext &ctx) {
   block.items.reserve(PlannedSize(ctx.vertUvSizes, ctx.vertUvs.size()));
   LineReader &r = *ctx.reader;
   if (SkipToStart(ctx)) {
-    while (r.ReadLine()) {
+    while (BlockLine(ctx)) {
       if (r.first() == "END") break;
       if (!NeedTokens(ctx, 3)) return false;
       block.items.push_back({static_cast<int16_t>(Decimal16(r[1])), static_cast<int16_t>(Decimal16(r[2]))});
     }
   }
+  if (ctx.blockFailed) return false;
   ctx.vertUvs.push_back(std::move(block));
   return true;
 }
@@ -298,7 +318,7 @@ bool ReadMeshSetBlock(ReaderContext &ctx) {
   if (!OpenBlock(ctx, &name, &line)) return false;
   bool firstOfBlock = true;
   LineReader &r = *ctx.reader;
-  while (r.ReadLine()) {
+  while (BlockLine(ctx)) {
     std::string_view first = r.first();
     if (first == "END") return true;
     if (first != "MESHSTART") continue;
@@ -310,7 +330,7 @@ bool ReadMeshSetBlock(ReaderContext &ctx) {
     if (p == Positional::kFailed) return false;
     if (p == Positional::kEndOfFile) return true;
   }
-  return true;
+  return !ctx.blockFailed;
 }
 
 Positional ReadModelLines(ReaderContext &ctx, BasicModel &m) {
@@ -336,7 +356,7 @@ bool ReadModelBlock(ReaderContext &ctx) {
   BasicModel &m = ctx.models.emplace_back();
   if (!OpenBlock(ctx, &m.name, &m.line)) return false;
   LineReader &r = *ctx.reader;
-  while (r.ReadLine()) {
+  while (BlockLine(ctx)) {
     std::string_view first = r.first();
     if (first == "END") return true;
     if (first != "START") continue;
@@ -344,7 +364,7 @@ bool ReadModelBlock(ReaderContext &ctx) {
     if (p == Positional::kFailed) return false;
     if (p == Positional::kEndOfFile) return true;
   }
-  return true;
+  return !ctx.blockFailed;
 }
 
 Positional ReadObjectLines(ReaderContext &ctx, BasicObject &o) {
@@ -365,7 +385,7 @@ bool ReadObjectBlock(ReaderContext &ctx) {
   BasicObject &o = ctx.objects.emplace_back();
   if (!OpenBlock(ctx, &o.name, &o.line)) return false;
   LineReader &r = *ctx.reader;
-  while (r.ReadLine()) {
+  while (BlockLine(ctx)) {
     std::string_view first = r.first();
     if (first == "END") return true;
     if (first != "START") continue;
@@ -373,7 +393,7 @@ bool ReadObjectBlock(ReaderContext &ctx) {
     if (p == Positional::kFailed) return false;
     if (p == Positional::kEndOfFile) return true;
   }
-  return true;
+  return !ctx.blockFailed;
 }
 
 struct BlockHandler {
@@ -452,10 +472,15 @@ bool CreateRecords(ReaderContext &ctx) {
 }
 
 bool ReadBlocks(ReaderContext &ctx) {
-  while (ctx.reader->ReadLine()) {
-    std::string_view first = ctx.reader->first();
+  LineReader &r = *ctx.reader;
+  while (r.ReadLine()) {
+    std::string_view first = r.first();
     for (const BlockHandler &h : kBlockHandlers) {
       if (first == h.keyword) {
+        ctx.block.assign(h.keyword);
+        if (r.count() > 1) ctx.block.append(" ").append(r[1]);
+        ctx.blockStart = 0;
+        ctx.blockFailed = false;
         if (!h.read(ctx)) return false;
         break;
       }

@@ -127,6 +127,12 @@ struct ReaderContext {
   std::vector<BasicMeshSet> meshsets;
   std::vector<BasicModel> models;
   std::vector<BasicObject> objects;
+
+  // The block pass 3 is reading: its keyword and name for messages, the
+  // line of its START (0 before it), and whether a line of it was refused.
+  std::string block;
+  int32_t blockStart = 0;
+  bool blockFailed = false;
 };
 
 // The three passes over the file; each starts at the current position of the

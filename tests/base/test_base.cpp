@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "base/console.h"
 #include "base/file_names.h"
@@ -102,6 +104,14 @@ TEST(Packers, WordsWorkedOutByHand) {
   EXPECT_EQ(VKPackNORM32(-1.0f, -1.0f, -1.0f), 0x201u << 20 | 0x201u << 10 | 0x201u);
   EXPECT_EQ(VKPackNORM32(1.0f, 0.0f, 0.5f), 0x1FFu << 20 | 0u << 10 | 255u);
   EXPECT_EQ(VKNorm10(-0.5f), (-255) & 0x3FF);
+  // Components outside [-1, 1] are clamped before packing (1.5 wrapped to
+  // 0x2fe, its sign flipped); what is not a number packs as 0.
+  const float kInf = std::numeric_limits<float>::infinity(), kNan = std::numeric_limits<float>::quiet_NaN();
+  const std::pair<float, int> components[] = {{1.5f, 0x1FF}, {-1.5f, 0x201}, {1.0f, 0x1FF}, {-1.0f, 0x201},
+                                              {1.0001f, 0x1FF}, {2.0e9f, 0x1FF}, {kInf, 0x1FF}, {-kInf, 0x201},
+                                              {kNan, 0}, {0.999f, 510}, {-0.001f, 0}};
+  for (const auto &[component, field] : components) EXPECT_EQ(VKNorm10(component), field) << component;
+  EXPECT_EQ(VKPackNORM32(1.5f, -1.5f, kNan), 0x1FFu << 20 | 0x201u << 10);
   EXPECT_EQ(VKPackNorm32Fields(0x201, 0x1FF, 0x001), 0x2017FC01u);
   EXPECT_EQ(VKPackARGB8888(0x80, 0x10, 0x20, 0x30), 0x80102030u);
   EXPECT_EQ(VKPackARGB8888(-1, 0x1FF, 0, 1), 0xFFFF0001u);

@@ -10,11 +10,14 @@
 
 #include <bit>
 #include <cstring>
+#include <limits>
 #include <string>
+#include <vector>
 
 #include "chunk/chunk_test_util.h"
 #include "scene/memory.h"
 #include "scene/records.h"
+#include "support/console_capture.h"
 #include "support/test_support.h"
 
 namespace {
@@ -218,6 +221,109 @@ TEST_F(ChunkExpected, MaterialAndTextureChunksByOption) {
         Convert(0x40000001 | c.chunkFlags, 0x38000000 | c.outputFlags, ".vka", BoxScene(c.woodName, c.empty));
     for (const std::string &line : c.present) EXPECT_NE(text.find(line), std::string::npos) << line << text;
     EXPECT_TRUE(!c.absent || text.find(c.absent) == std::string::npos) << c.absent << text;
+  }
+}
+
+// Normals and UVs outside what their fields hold are clamped, ASCII and
+// binary alike, with one warning per kind and run naming the object.
+TEST_F(ChunkExpected, ClampedNormalsAndUvs) {
+  const float kNan = std::numeric_limits<float>::quiet_NaN();
+  const std::string kNormals =
+      "\n##### Warning : object_box_box has normals outside [-1, 1]; they are clamped to [-1, 1] for packing\n";
+  const std::string kUvs =
+      "\n##### Warning : object_box_box has UVs outside the 16-bit range; they are clamped to -32768 .. 32767\n";
+  struct Case {
+    const char *what;
+    uint32_t outputFlags, chunkFlags;
+    std::vector<std::string> present;  // in the ASCII file
+    std::vector<std::string> binary;   // little-endian words in the binary file
+    std::string warnings;
+  };
+  auto words = [](std::initializer_list<uint32_t> values, int size) {
+    std::string s;
+    for (uint32_t v : values)
+      for (int b = 0; b < size; ++b) s.push_back(static_cast<char>(v >> (8 * b)));
+    return s;
+  };
+  const Case cases[] = {
+      // Vertex 0 (1.5, -1.5, 0.5) and vertex 3 (nan, 3, -7): one warning.
+      {"-VNX", 0, 0x20000001,
+       {"\tNORM32( 0x1ff, 0x201, 0xff ),\n", "\tNORM32( 0x0, 0x1ff, 0x201 ),\n"},
+       {words({0x1FFu << 20 | 0x201u << 10 | 0xFF}, 4), words({0x1FFu << 10 | 0x201}, 4)}, kNormals},
+      // Corner normals of t0 (2, 0, -3): trunc(+-1 x 32767) in binary.
+      {"-pvn", 0x4000, 0x00000001, {"Pvn( 1.000000, 0.000000, -1.000000 )"},
+       {words({0x7FFF, 0, 0x8001}, 2)}, kNormals},
+      // Corner 0 of t0 (vertex 0) at u 200, v -200; corner 1 (vertex 1) at u -200:
+      // 51200 and (1 + 200) x 256 = 51456 clamp to 32767, -51200 to -32768.
+      {"UVN", 0, 0x40000001, {"0, \tUvn( 32767, 32767 ),1, \tUvn( -32768, 256 ),"},
+       {words({0, 0x7FFF, 0x7FFF, 1, 0x8000, 256}, 2)}, kUvs},
+      // u 0.5 x 1024 fits; u 40 x 1024 = 40960 does not.
+      {"UVH", 0, 0x40004001, {"3, \tUvh( 32767, 0 ),"}, {words({3, 0x7FFF, 0}, 2)}, kUvs},
+      {"both kinds", 0x4000, 0x00000001, {"Pvn( 1.000000, 0.000000, -1.000000 )", "Uvn( 32767, 32767 )"}, {},
+       kUvs + kNormals},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    for (bool binary : {false, true}) {
+      ScObject *scene = BoxScene();
+      ScMesh *mesh = scene->root->mesh;
+      ScPolyNode *t0 = mesh->polygons[0].corners, *t1 = mesh->polygons[1].corners;
+      const float v0[3] = {1.5f, -1.5f, 0.5f}, v3[3] = {kNan, 3.0f, -7.0f}, corner[3] = {2.0f, 0.0f, -3.0f};
+      std::memcpy(mesh->vertices[0].normal, v0, sizeof v0), std::memcpy(mesh->vertices[3].normal, v3, sizeof v3);
+      for (int k = 0; k < 3; ++k) std::memcpy(t0[k].normal, corner, sizeof corner);
+      if (c.what == std::string("UVH")) {
+        t1[2].u = 40.0f;  // vertex 3
+      } else if (c.what != std::string("-VNX") && c.what != std::string("-pvn")) {
+        t0[0].u = 200.0f, t0[0].v = -200.0f, t0[1].u = -200.0f;
+      }
+      vktest::Capture warnings(WarningStream, SetWarningStream);
+      const std::string file =
+          Convert(c.chunkFlags, 0x38000000 | c.outputFlags | binary, binary ? ".vk" : ".vka", scene);
+      EXPECT_EQ(warnings.Text(), c.warnings);
+      if (binary) {
+        for (const std::string &piece : c.binary) EXPECT_NE(file.find(piece), std::string::npos);
+      } else {
+        for (const std::string &line : c.present) EXPECT_NE(file.find(line), std::string::npos) << line << file;
+      }
+    }
+  }
+}
+
+// Texture chunks hold 13-bit ids: a scene using more than 8191 textures (a
+// file name in a palette bank) is refused before anything is written.
+TEST_F(ChunkExpected, MoreThan8191TexturesAreRefused) {
+  struct Case {
+    const char *what;
+    int materials;
+    bool shareLast;  // the last material uses the first one's texture, in another bank when `otherBank`
+    bool otherBank;
+    bool fits;
+  };
+  const Case cases[] = {
+      {"8191 textures", 8191, false, false, true},
+      {"8192 textures", 8192, false, false, false},
+      {"8192 materials, 8191 textures", 8192, true, false, true},
+      {"8192 materials, the same file in two banks", 8192, true, true, false},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    ScObject *scene = BoxScene(nullptr);
+    ScModel *model = scene->root;
+    model->materials = ScMaterialsAlloc(c.materials);
+    model->nbMaterial = static_cast<uint16_t>(c.materials);
+    int k = 0;
+    for (ScMaterials *m = model->materials; m; m = m->next, ++k) {
+      const bool shared = c.shareLast && k == c.materials - 1;
+      m->nbTexture = 1;
+      m->textures = ScTextureAlloc(1);
+      m->textures->picname = ScVStrdup(("t" + std::to_string(shared ? 0 : k) + ".bmp").c_str());
+      m->bank = shared && c.otherBank ? 3 : -1;
+    }
+    vktest::Capture errors(ErrorStream, SetErrorStream);
+    const VKStatus status = VKSceneFitsChunkModel(scene);
+    EXPECT_EQ(status.ok(), c.fits);
+    EXPECT_EQ(errors.Text(),
+              c.fits ? "" : "\n##### Error : The model uses 8192 textures; a Chunk model holds at most 8191\n");
   }
 }
 

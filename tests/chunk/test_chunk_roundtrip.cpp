@@ -424,4 +424,128 @@ TEST(ChunkFiles, WrittenFilesBackupsAndRefusals) {
   }
 }
 
+// ---- Damaged meshes ------------------------------------------------------------------
+// A generated w x h grid damaged the way scanned and exported meshes are:
+// faces duplicated in either winding, a few flipped, fins (a third face on an
+// edge, run either way); flat polygon normals, UVs per point or none.
+vktest::VkaTriangleMesh ScannedGrid(int w, int h, unsigned seed, bool uvs) {
+  std::mt19937 rng(seed);
+  vktest::VkaTriangleMesh m;
+  m.baseName = "scan";
+  for (int y = 0; y <= h; ++y)
+    for (int x = 0; x <= w; ++x) {
+      m.points.push_back({float(x), float(y), 0.0f});
+      if (uvs) m.pointUvs.push_back({x * 255 / w, y * 255 / h});
+    }
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const int p00 = y * (w + 1) + x, p10 = p00 + 1, p01 = p00 + w + 1, p11 = p01 + 1;
+      for (std::array<int, 3> t : {std::array<int, 3>{p00, p10, p01}, std::array<int, 3>{p01, p10, p11}}) {
+        const int roll = static_cast<int>(rng() % 24);
+        if (roll < 2) std::swap(t[1], t[2]);
+        m.triangles.push_back(t);
+        if (roll == 2) m.triangles.push_back(t);
+        if (roll == 3) m.triangles.push_back({t[0], t[2], t[1]});
+        if (roll == 4) {
+          const int k = static_cast<int>(rng() % 3), a = t[k], b = t[(k + 1) % 3];
+          m.points.push_back({(m.points[a][0] + m.points[b][0]) / 2, (m.points[a][1] + m.points[b][1]) / 2, 1.0f});
+          if (uvs) m.pointUvs.push_back(m.pointUvs[a]);
+          const int fin = static_cast<int>(m.points.size()) - 1;
+          m.triangles.push_back(rng() % 2 ? std::array<int, 3>{a, b, fin} : std::array<int, 3>{b, a, fin});
+        }
+      }
+    }
+  m.faceNormals.assign(m.triangles.size(), {0.0f, 0.0f, 1.0f});
+  return m;
+}
+
+// Every triangle of a damaged mesh comes back once per source face with its
+// winding, in strips and in every volume mode, ASCII and binary; the faces
+// of the four-face case are written as hand-worked.
+TEST(ChunkFiles, DamagedMeshesKeepEveryTriangleWithItsWinding) {
+  int runs = 0, quads = 0;
+  for (unsigned seed : {1u, 2u, 3u}) {
+    for (bool uvs : {false, true}) {
+      const vktest::VkaTriangleMesh mesh = ScannedGrid(9, 7, seed, uvs);
+      std::vector<Triangle> source(mesh.triangles.begin(), mesh.triangles.end());
+      for (const char *mode : {"", "-coS", "-co3", "-co34"}) {
+        for (bool binary : {false, true}) {
+          SCOPED_TRACE(std::to_string(seed) + (uvs ? " uv " : " ") + mode + (binary ? " -bin" : ""));
+          vktest::ScratchDir dir;
+          ASSERT_TRUE(vktest::WriteFile(dir.file("scan.vka"), vktest::GenerateMeshVka(mesh)));
+          std::vector<std::string> args = {"scan.vka"};
+          if (*mode) args.push_back(mode);
+          if (binary) args.push_back("-bin");
+          const vktest::RunResult run = vktest::RunVkconv(args, dir.path());
+          const std::string bytes = vktest::ReadFile(dir.file(binary ? "scan.vk" : "scan.vka"));
+          const auto objects = binary ? DecodeBinary(bytes) : DecodeAscii(bytes);
+          ASSERT_EQ(objects.size(), 1u) << run.err;
+          EXPECT_EQ(chunktest::Normalized(objects[0].triangles), chunktest::Normalized(source));
+          quads += objects[0].quads;
+          ++runs;
+        }
+      }
+    }
+  }
+  EXPECT_EQ(runs, 48);
+  EXPECT_GT(quads, 0);
+
+  vktest::ScratchDir dir;
+  vktest::VkaTriangleMesh four;
+  four.baseName = "four";
+  four.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0.2f}, {2, 0, 0.3f}, {3, 1, 0.1f}};
+  four.triangles = {{0, 1, 2}, {1, 3, 4}, {3, 1, 2}, {3, 5, 4}};
+  ASSERT_TRUE(vktest::WriteFile(dir.file("four.vka"), vktest::GenerateMeshVka(four)));
+  vktest::RunVkconv({"four.vka"}, dir.path());
+  const std::string text = vktest::ReadFile(dir.file("four.vka"));
+  EXPECT_NE(text.find("\tCnkS( 0x0 ), 12, _NB( UFO_0, 2 ),\n\tStripL(3),  0, 1, 2, \n\tStripR(5),  2, 1, 3, 4, 5, \n"
+                      "\tCnkNull(),\n"),
+            std::string::npos)
+      << text;
+}
+
+// ---- Labels -----------------------------------------------------------------------
+// Base names with characters that cannot stand in a label (the bundled sample
+// renamed): every label uses "_" in their place, one warning names the file,
+// and the files are byte for byte those of a run on the name so spelt.
+TEST(ChunkFiles, BaseNamesAreWrittenAsLabels) {
+  const std::string sample = vktest::ReadFile(vktest::SourceDir() + "/examples/sample.vka");
+  ASSERT_FALSE(sample.empty());
+  struct Case {
+    std::string name, label;  // base names
+    std::vector<std::string> args;
+    std::vector<std::string> files;  // written, by suffix
+  };
+  const Case cases[] = {
+      {"my model", "my_model", {}, {".vka"}},
+      {"a-b+c", "a_b_c", {"-septex"}, {".vad", ".vat"}},
+      {"caf\xc3\xa9 1", "caf___1", {}, {".vka"}},  // two bytes of UTF-8
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.label);
+    vktest::ScratchDir dir;
+    std::vector<std::string> odd = {c.name + ".vka"}, plain = {c.label + ".vka"};
+    odd.insert(odd.end(), c.args.begin(), c.args.end());
+    plain.insert(plain.end(), c.args.begin(), c.args.end());
+    ASSERT_TRUE(vktest::WriteFile(dir.file(odd[0]), sample) && vktest::WriteFile(dir.file(plain[0]), sample));
+    const vktest::RunResult oddRun = vktest::RunVkconv(odd, dir.path());
+    const vktest::RunResult plainRun = vktest::RunVkconv(plain, dir.path());
+    const std::string warning = "\n##### Warning : The base name \"" + c.name + "\" of " + c.name +
+                                ".vka can't stand in a label; labels use \"" + c.label + "\"\n";
+    const size_t at = oddRun.err.find(warning);
+    ASSERT_NE(at, std::string::npos) << oddRun.err;
+    EXPECT_EQ(std::string(oddRun.err).erase(at, warning.size()), plainRun.err);
+    for (const std::string &suffix : c.files) {
+      const std::string written = vktest::ReadFile(dir.file(c.name + suffix));
+      EXPECT_EQ(written, vktest::ReadFile(dir.file(c.label + suffix))) << suffix;
+      EXPECT_EQ(written.find(c.name), std::string::npos) << suffix;
+    }
+    const std::string model = vktest::ReadFile(dir.file(c.name + c.files[0]));
+    // The reader cuts the prefix "object_" + base name + "_" by its length.
+    const std::string antenna = std::string("object_sample_antenna").substr(8 + c.name.size());
+    EXPECT_NE(model.find("CNKOBJECT  object_" + c.label + "_" + antenna + "[]"), std::string::npos);
+    EXPECT_EQ(DecodeAscii(model).size(), 4u);
+  }
+}
+
 }  // namespace

@@ -26,6 +26,10 @@ const std::string kWarnPVC = "\n##### Warning : Can't use Polygon vertex coloran
 const std::string kWarnVC = "\n##### Warning : Can't use Vertex color and Polygon vertex color at the same time. "
                             "[Ingore vertex color option _D8, _S5, _S4, _IN]\n";
 
+std::string BadScale(const std::string &value) {
+  return "\n##### Warning : Bad global scale " + value + " (a finite number above 0 is needed); 1.0 is used\n";
+}
+
 // `words`: the argument words; alternatives giving the same result are
 // separated by '|'. c is the chunk word; m and o are added to the default
 // model and output words. `gibase`: the -gibase value when one is reported.
@@ -77,7 +81,17 @@ TEST(Options, EveryRowConflictRuleAndValue) {
       // value options
       {"-gibase 100", kC, 0, 0, 0, "", "100", 1.0f, "-gibase -00"}, {"-g -5", kC, 0, 0, 0, "", "-5"},
       {"-g abc", kC, 0, 0, 0, "", "0", 1.0f, "-g -bc"}, {"-gscale 2.5", kC, 0, 0, 0, "", nullptr, 2.5f, "-gscale -.5"},
-      {"-gs 0.01", kC, 0, 0, 0, "", nullptr, 0.01f, "-gs -.01"}, {"-gs -2|-gibase|-gs|-GS 3"},
+      {"-gs 0.01", kC, 0, 0, 0, "", nullptr, 0.01f, "-gs -.01"}, {"-gibase|-gs|-GS 3"},
+      {"-gs 1e-3", kC, 0, 0, 0, "", nullptr, 0.001f, "-gs -e-3"}, {"-gs -bin", kC, 0, 0x01},
+      // -gscale takes finite numbers above 0 only; anything else is 1.0 after a warning
+      {"-gs abc", kC, 0, 0, 0, BadScale("abc"), nullptr, 1.0f, "-gs -bc"},
+      {"-gs nan", kC, 0, 0, 0, BadScale("nan"), nullptr, 1.0f, "-gs -an"},
+      {"-gs inf", kC, 0, 0, 0, BadScale("inf"), nullptr, 1.0f, "-gs -nf"},
+      {"-gs 1e39", kC, 0, 0, 0, BadScale("1e39"), nullptr, 1.0f, "-gs -e39"},
+      {"-gs 1e-50", kC, 0, 0, 0, BadScale("1e-50"), nullptr, 1.0f, "-gs -e-50"},
+      {"-gs 0", kC, 0, 0, 0, BadScale("0"), nullptr, 1.0f, "-gs -"},
+      {"-gs 2x", kC, 0, 0, 0, BadScale("2x"), nullptr, 1.0f, "-gs -x"},
+      {"-gs -2", kC, 0, 0, 0, BadScale("-2")}, {"-gs -0.5", kC, 0, 0, 0, BadScale("-0.5")},
       {"-g 7 -gs 4", kC, 0, 0, 0, "", "7", 4.0f, "-g - -gs -"},
   };
   for (const OptionCase &c : cases) {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -34,6 +36,16 @@ ScMesh *Quad(float du = 0, float dv = 0, double tilt = 0, bool otherCorner = fal
   return mesh;
 }
 
+// Four faces whose first and third run their shared edge (1, 2) alike,
+// untextured (UV 0 everywhere, so the UV test joins across any edge).
+ScMesh *FourFaces() {
+  ScMesh *mesh = GiveMesh(nullptr, {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0.2f}, {2, 0, 0.3f}, {3, 1, 0.1f}},
+                          {{0, 1, 2}, {1, 3, 4}, {3, 1, 2}, {3, 5, 4}});
+  for (int p = 0; p < 4; ++p)
+    for (int c = 0; c < 3; ++c) mesh->polygons[p].corners[c].u = mesh->polygons[p].corners[c].v = 0;
+  return mesh;
+}
+
 // A random soup: triangles grown on edges of earlier ones (wound against them,
 // some edges thrice), some degenerate; normals of few directions, a few seams.
 ScMesh *Soup(unsigned seed) {
@@ -58,21 +70,30 @@ ScMesh *Soup(unsigned seed) {
   return mesh;
 }
 
-// The strip count, statistics, warnings and vertex lists the strips draw.
+// The strip count, statistics, warnings and vertex lists the strips draw;
+// `wrong` counts drawn triangles that are not their polygon with its winding.
 struct Outcome {
   int strips;
   VKStripOptions options;
   std::string warnings;
   Polygons drawn;
+  int wrong;
 };
 
+// The joining rule: the two triangles must run their shared edge in opposite
+// directions, or (the literal test, oracle of consistent meshes) either way.
+enum class Join { kOpposite, kEitherWay };
+
 // Strips a mesh's polygons (chained through listNext), with the literal
-// sorts when asked, and decodes the strips: the chains must hold, draw every
-// non-degenerate triangle once as wound, and add up to the statistics.
-Outcome Strip(ScMesh *mesh, uint32_t bits = vkopt::kStripOn, uint32_t output = 0, bool literal = false) {
-  Outcome o{0, {}, {}, {}};
+// sorts when asked, and decodes the strips: the chains must hold and add up
+// to the statistics, and with the winding rule every non-degenerate triangle
+// is drawn once as wound.
+Outcome Strip(ScMesh *mesh, uint32_t bits = vkopt::kStripOn, uint32_t output = 0, bool literal = false,
+              Join join = Join::kOpposite) {
+  Outcome o{0, {}, {}, {}, 0};
   VKInitStripOptions(&o.options, bits, output);
   if (literal) o.options.edgeOrder = LiteralEdgeOrder, o.options.triangleOrder = LiteralTriangleOrder;
+  o.options.joinEitherDirection = join == Join::kEitherWay;
   const int n = mesh->nbPolygon;
   o.warnings = ptest::Printed(
       [&] { o.strips = VKStripList(mesh->vertices, mesh->nbVertex, n ? mesh->polygons : nullptr, -1, &o.options); });
@@ -94,8 +115,7 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = vkopt::kStripOn, uint32_t output = 0
       if (prev) w.push_back(p->corners[p->stripState & kStripCornerMask].vertex);
       std::array<int, 3> drawn = {w[k], w[k + 1], w[k + 2]};
       if ((k % 2 == 1) == left) std::swap(drawn[0], drawn[1]);
-      EXPECT_EQ(turned(drawn), turned({p->corners[0].vertex, p->corners[1].vertex, p->corners[2].vertex}))
-          << "polygon " << p - mesh->polygons;
+      o.wrong += turned(drawn) != turned({p->corners[0].vertex, p->corners[1].vertex, p->corners[2].vertex});
       times[p - mesh->polygons]++;
     }
     EXPECT_EQ(head->stripLength, k);
@@ -106,6 +126,9 @@ Outcome Strip(ScMesh *mesh, uint32_t bits = vkopt::kStripOn, uint32_t output = 0
     const ScPolyNode *c = mesh->polygons[t].corners;
     const bool degenerate = c[0].vertex == c[1].vertex || c[1].vertex == c[2].vertex || c[2].vertex == c[0].vertex;
     EXPECT_EQ(times[t], degenerate ? 0 : 1) << "polygon " << t;
+  }
+  if (join == Join::kOpposite) {
+    EXPECT_EQ(o.wrong, 0) << "triangles drawn otherwise than in the mesh";
   }
   const VKStripOptions &t = o.options;
   EXPECT_EQ((std::vector<int>{o.strips, t.stripTotal, t.stripVertexSum, t.polygonTotal, t.polygonVertexSum}),
@@ -151,6 +174,11 @@ TEST(Strips, HandWorkedMeshes) {
       {"-pvc", Quad(0, 0, 0, true), kStrips, 0x2000, apart, two},
       {"-pvn", Quad(0, 0, 0, true), kStrips, 0x4000, apart, two},
       {"neither", Quad(0, 0, 0, true), kStrips, 0, joined, one},
+      // T0 (0,1,2) and T2 (3,1,2) run edge (1,2) the same way and stay apart;
+      // T1 (1,3,4) joins T2 across (1,3) and T3 (3,5,4) across (3,4). T1 has
+      // the smallest key and seeds; attempt 2 (toward T3) also grows back to
+      // T2 and wins: a right strip from T2's corner opposite (1,3), vertex 2.
+      {"edge (1,2) run alike", FourFaces(), kStrips, 0, {0xE400, 0x8002, 0xC002, 0x8001}, {{0, 1, 2}, {2, 1, 3, 4, 5}}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
@@ -161,6 +189,12 @@ TEST(Strips, HandWorkedMeshes) {
     EXPECT_EQ(r.drawn, c.strips);
     EXPECT_EQ(r.warnings, c.warnings);
   }
+  // The joining test alone (the oracle of consistent meshes) joins T0 and T2
+  // and draws (2,3,4) for T1 and (1,2,3) for T2: one triangle missing, one
+  // not in the mesh, one flipped.
+  Outcome literal = Strip(FourFaces(), kStrips, 0, false, Join::kEitherWay);
+  EXPECT_EQ(literal.drawn, (Polygons{{0, 1, 2, 3, 4, 5}}));
+  EXPECT_EQ(literal.wrong, 2);
   // A row of 12000 triangles is cut at the side limit and loses nothing.
   Outcome row = Strip(Grid(6000, 1));
   size_t longest = 0;
@@ -210,6 +244,15 @@ TEST(StripOrder, EdgeAndTriangleOrdersMatchTheExchangeSortsWithHeavyTies) {
   }
 }
 
+// Every polygon's strip fields, links as polygon positions.
+std::vector<std::vector<long>> StripFields(const ScMesh *m) {
+  std::vector<std::vector<long>> out;
+  auto at = [m](const ScPolygon *p) { return p ? p - m->polygons : -1L; };
+  for (const ScPolygon *p = m->polygons; p < m->polygons + m->nbPolygon; ++p)
+    out.push_back({p->stripState, p->stripLength, at(p->stripNext), at(p->stripPrev)});
+  return out;
+}
+
 // Two copies of a mesh stripped with the fast and the literal sorts match.
 template <typename Make>
 void CheckPair(Make make, uint32_t bits, const std::string &what) {
@@ -220,14 +263,7 @@ void CheckPair(Make make, uint32_t bits, const std::string &what) {
   for (const auto &w : fast.drawn) EXPECT_TRUE(bits != vkopt::kStripSquare || w.size() <= 4u);
   EXPECT_EQ(fast.warnings, literal.warnings);
   EXPECT_EQ(fast.options.stripVertexSum, literal.options.stripVertexSum);
-  auto fields = [](const ScMesh *m) {
-    std::vector<std::vector<long>> out;
-    auto at = [m](const ScPolygon *p) { return p ? p - m->polygons : -1L; };
-    for (const ScPolygon *p = m->polygons; p < m->polygons + m->nbPolygon; ++p)
-      out.push_back({p->stripState, p->stripLength, at(p->stripNext), at(p->stripPrev)});
-    return out;
-  };
-  EXPECT_EQ(fields(fm), fields(lm));
+  EXPECT_EQ(StripFields(fm), StripFields(lm));
 }
 
 // Node i's mesh of the bundled sample made triangles and chained, if any.
@@ -252,6 +288,210 @@ TEST(StripProperty, SampleGridsAndSoupsStripEveryTriangleOnceLikeTheExchangeSort
     for (unsigned seed = 0; seed < 50; ++seed)
       CheckPair([=] { return Soup(seed); }, bits, "soup " + std::to_string(seed));
   }
+  ScFreeAll();
+}
+
+// ---- The winding rule -------------------------------------------------------------
+// A triangle list with its polygon normals and its UVs: those of GiveMesh,
+// with a few seams, or none (0 everywhere: the UV test then holds across
+// every edge, whichever way the two triangles run it).
+struct MeshPlan {
+  std::string what;
+  std::vector<ptest::Vec3> points = {};
+  Polygons tris = {};
+  std::vector<ptest::Vec3> normals = {};  // per triangle
+  unsigned seams = 0;                     // 0: none; else the seed of a few
+  bool untextured = false;
+};
+
+ptest::Vec3 FaceNormal(const MeshPlan &m, const std::vector<int> &t) {
+  const ptest::Vec3 &a = m.points[t[0]], &b = m.points[t[1]], &c = m.points[t[2]];
+  const float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+  ptest::Vec3 n = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+  const float length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+  for (float &x : n) x = length > 0 ? x / length : 0;
+  return n;
+}
+
+void GeometricNormals(MeshPlan &m) {
+  m.normals.clear();
+  for (const auto &t : m.tris) m.normals.push_back(FaceNormal(m, t));
+}
+
+// The mesh of a plan; with seams, one corner in eight moves in UV.
+ScMesh *Make(const MeshPlan &m) {
+  ScMesh *mesh = GiveMesh(nullptr, m.points, m.tris);
+  std::mt19937 rng(m.seams);
+  for (int p = 0; p < mesh->nbPolygon; ++p) {
+    std::copy_n(m.normals[p].begin(), 3, mesh->polygons[p].normal);
+    if (m.seams && rng() % 8 == 0) mesh->polygons[p].corners[rng() % 3].u += 0.25f;
+    for (int c = 0; m.untextured && c < 3; ++c) mesh->polygons[p].corners[c].u = mesh->polygons[p].corners[c].v = 0;
+  }
+  return mesh;
+}
+
+// Every edge run by at most two triangles, in opposite directions: no
+// directed edge is run twice.
+bool Consistent(const Polygons &tris) {
+  std::map<std::pair<int, int>, int> runs;
+  for (const auto &t : tris)
+    for (int k = 0; k < 3; ++k) ++runs[{t[k], t[(k + 1) % 3]}];
+  for (const auto &[edge, n] : runs)
+    if (n > 1) return false;
+  return true;
+}
+
+// A w x h grid over random heights, each cell cut along a random diagonal.
+MeshPlan HeightGrid(std::mt19937 &rng, int w, int h) {
+  MeshPlan m{"height grid " + std::to_string(w) + "x" + std::to_string(h)};
+  for (int y = 0; y <= h; ++y)
+    for (int x = 0; x <= w; ++x) m.points.push_back({float(x), float(y), float(rng() % 4) * 0.25f});
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const int a = y * (w + 1) + x, b = a + 1, c = a + w + 1, d = c + 1;
+      if (rng() % 2)
+        m.tris.push_back({a, b, d}), m.tris.push_back({a, d, c});
+      else
+        m.tris.push_back({a, b, c}), m.tris.push_back({b, d, c});
+    }
+  return m;
+}
+
+// n triangles around vertex 0, closed into a cone when `closed`.
+MeshPlan Fan(int n, bool closed) {
+  MeshPlan m{"fan " + std::to_string(n) + (closed ? " closed" : "")};
+  m.points.push_back({0, 0, 1});
+  const int ring = closed ? n : n + 1;
+  for (int k = 0; k < ring; ++k)
+    m.points.push_back({std::cos(6.2831853f * k / ring), std::sin(6.2831853f * k / ring), 0});
+  for (int k = 0; k < n; ++k) m.tris.push_back({0, 1 + k, 1 + (k + 1) % ring});
+  return m;
+}
+
+// The surface of a cube, each side cut into n x n cells, wound outward.
+MeshPlan Box(int n) {
+  MeshPlan m{"box " + std::to_string(n)};
+  std::map<std::array<int, 3>, int> index;
+  auto vertex = [&](std::array<int, 3> p) {
+    auto [it, added] = index.emplace(p, static_cast<int>(m.points.size()));
+    if (added) m.points.push_back({float(p[0]), float(p[1]), float(p[2])});
+    return it->second;
+  };
+  for (int axis = 0; axis < 3; ++axis)
+    for (int side : {0, n})
+      for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) {
+          auto at = [&](int di, int dj) {
+            std::array<int, 3> p;
+            p[axis] = side, p[(axis + 1) % 3] = i + di, p[(axis + 2) % 3] = j + dj;
+            return vertex(p);
+          };
+          std::vector<int> t1 = {at(0, 0), at(1, 0), at(1, 1)}, t2 = {at(0, 0), at(1, 1), at(0, 1)};
+          for (std::vector<int> *t : {&t1, &t2}) {
+            if ((FaceNormal(m, *t)[axis] > 0) != (side == n)) std::swap((*t)[1], (*t)[2]);
+            m.tris.push_back(*t);
+          }
+        }
+  return m;
+}
+
+// The same surface with other vertex numbers, triangle order and first corners.
+MeshPlan Shuffled(MeshPlan m, std::mt19937 &rng) {
+  std::vector<int> number(m.points.size());
+  std::iota(number.begin(), number.end(), 0);
+  std::shuffle(number.begin(), number.end(), rng);
+  std::vector<ptest::Vec3> points(m.points.size());
+  for (size_t v = 0; v < number.size(); ++v) points[number[v]] = m.points[v];
+  m.points = points;
+  for (auto &t : m.tris) {
+    for (int &v : t) v = number[v];
+    std::rotate(t.begin(), t.begin() + rng() % 3, t.end());
+  }
+  std::shuffle(m.tris.begin(), m.tris.end(), rng);
+  m.what += " shuffled";
+  return m;
+}
+
+// A consistent surface damaged the way scanned and exported meshes are:
+// some triangles flipped, some duplicated in either winding, fins (a third
+// triangle on an edge, run either way); normals stay those of the surface.
+MeshPlan Damaged(MeshPlan m, std::mt19937 &rng) {
+  const size_t n = m.tris.size();
+  for (size_t t = 0; t < n; ++t) {
+    const int roll = static_cast<int>(rng() % 16);
+    std::vector<int> tri = m.tris[t];
+    if (roll == 0) std::swap(m.tris[t][1], m.tris[t][2]);
+    if (roll == 1 || roll == 2) {
+      if (roll == 2) std::swap(tri[1], tri[2]);
+      m.tris.push_back(tri), m.normals.push_back(m.normals[t]);
+    }
+    if (roll == 3) {
+      const int k = static_cast<int>(rng() % 3), a = tri[k], b = tri[(k + 1) % 3];
+      const ptest::Vec3 &p = m.points[a], &q = m.points[b];
+      m.points.push_back({(p[0] + q[0]) / 2, (p[1] + q[1]) / 2, (p[2] + q[2]) / 2 + 1});
+      const int x = static_cast<int>(m.points.size()) - 1;
+      m.tris.push_back(rng() % 2 ? std::vector<int>{a, b, x} : std::vector<int>{b, a, x});
+      m.normals.push_back(m.normals[t]);
+    }
+  }
+  m.what += " damaged";
+  return m;
+}
+
+// Grids, fans, boxes, shuffled, with seams and untextured: all consistently
+// wound.
+std::vector<MeshPlan> ConsistentPlans() {
+  std::mt19937 rng(13);
+  std::vector<MeshPlan> plans;
+  for (int k = 0; k < 12; ++k) {
+    const int w = 1 + static_cast<int>(rng() % 12), h = 1 + static_cast<int>(rng() % 9);
+    plans.push_back(HeightGrid(rng, w, h));
+  }
+  for (int n : {1, 2, 3, 7, 16}) plans.push_back(Fan(n, false)), plans.push_back(Fan(n + 2, true));
+  for (int n : {1, 2, 3, 5}) plans.push_back(Box(n));
+  const size_t plain = plans.size();
+  for (size_t k = 0; k < plain; ++k) plans.push_back(Shuffled(plans[k], rng));
+  for (MeshPlan &m : plans) GeometricNormals(m);
+  for (size_t k = 0; k < plain; ++k) {
+    plans.push_back(plans[k]), plans.back().seams = 1 + static_cast<unsigned>(k), plans.back().what += " seams";
+    plans.push_back(plans[plain + k]), plans.back().untextured = true, plans.back().what += " untextured";
+  }
+  return plans;
+}
+
+TEST(StripProperty, ConsistentMeshesStripExactlyAsTheJoiningTestAlone) {
+  ptest::FreshAllocator();
+  for (const MeshPlan &plan : ConsistentPlans()) {
+    ASSERT_TRUE(Consistent(plan.tris)) << plan.what;
+    for (uint32_t bits : {vkopt::kStripOn, vkopt::kStripSquare}) {
+      SCOPED_TRACE(plan.what + (bits == vkopt::kStripOn ? " strips" : " square"));
+      ScMesh *ruled = Make(plan), *literal = Make(plan);
+      const Outcome r = Strip(ruled, bits), l = Strip(literal, bits, 0, false, Join::kEitherWay);
+      EXPECT_EQ(StripFields(ruled), StripFields(literal));
+      EXPECT_EQ(r.drawn, l.drawn);
+      EXPECT_EQ(l.wrong, 0);
+    }
+  }
+  ScFreeAll();
+}
+
+TEST(StripProperty, DamagedMeshesDrawEverySourceTriangleOnceWithItsWinding) {
+  ptest::FreshAllocator();
+  std::mt19937 rng(29);
+  int literalWrong = 0, damaged = 0;
+  for (const MeshPlan &plan : ConsistentPlans()) {
+    for (int copy = 0; copy < 3; ++copy) {
+      const MeshPlan m = Damaged(plan, rng);
+      damaged += !Consistent(m.tris);
+      for (uint32_t bits : {vkopt::kStripOn, vkopt::kStripSquare}) {
+        SCOPED_TRACE(m.what + (bits == vkopt::kStripOn ? " strips" : " square"));
+        Strip(Make(m), bits);  // checks every triangle
+        literalWrong += Strip(Make(m), bits, 0, false, Join::kEitherWay).wrong;
+      }
+    }
+  }
+  EXPECT_GT(damaged, 100);
+  EXPECT_GT(literalWrong, 100);  // what the winding rule prevents
   ScFreeAll();
 }
 

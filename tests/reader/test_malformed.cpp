@@ -2,6 +2,8 @@
 // the line where there is one) and no scene; warnings for names not found.
 #include <algorithm>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "reader_test_util.h"
 #include "support/vka_gen.h"
@@ -101,6 +103,118 @@ TEST_F(ReaderTest, InvalidFilesAreRefused) {
   EXPECT_EQ(ReadPath(dir_.file("absent.vka")).second, "Error : Can't open " + dir_.file("absent.vka") + "\n");
   const auto [folder, folderErr] = ReadPath(dir_.path());
   EXPECT_TRUE(!folder && folderErr.starts_with("Error : " + dir_.path())) << folderErr;
+}
+
+// Hostile files: a second START in a block of each kind (read on, its line
+// would be a value 0 in a POLYGON list and a triangle lost), refused with
+// both lines named.
+TEST_F(ReaderTest, SecondStartInAnyBlockIsRefused) {
+  const std::string text = vktest::GenerateVka(
+      {.baseName = "t", .gridWidth = 1, .gridHeight = 1, .polyNormals = true, .textures = 1});
+  ASSERT_EQ(Read(text).second, "");
+  struct Case {
+    const char *block;  // as the message names it
+    const char *head;   // the line before the block's START
+    const char *after;  // the line the second START follows
+  };
+  const Case cases[] = {
+      {"TEXTURE_START", "TEXTURENAME textures_t[]", "\tTEXN( \"tex0.bmp\" ),"},
+      {"MATERIAL matlist_t_o0", "MATERIAL    matlist_t_o0[]", "Diffuse   ( 255, 200, 100, 50 ),"},
+      {"POLYGON pg3_0_t_o0", "POLYGON     pg3_0_t_o0[]", "    0, 1, 2,"},
+      {"POLYNORMAL pn3_0_t_o0", "POLYNORMAL  pn3_0_t_o0[]", "\tPNORM(  0.500000F,  0.500000F,  1.000000F ),"},
+      {"VERTUV vuv3_0_t_o0", "VERTUV      vuv3_0_t_o0[]", "\tUV( 0, 0 ),"},
+      {"MESHSET meshset_t_o0", "MESHSET     meshset_t_o0[]", "MESHEND"},
+      {"POINT point_t_o0", "POINT       point_t_o0[]", "\tVERT(  0.000000F,  0.000000F,  0.000000F ),"},
+      {"NORMAL normal_t_o0", "NORMAL      normal_t_o0[]", "\tNORM(  0.000000F,  0.000000F,  1.000000F ),"},
+      {"MODEL model_t_o0", "MODEL       model_t_o0[]", "Radius       1.000000F,"},
+      {"OBJECT object_t_o0", "OBJECT      object_t_o0[]", "Model       model_t_o0,"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.block);
+    const std::string lines = LineOf(text, c.after), first = LineOf(text, c.head);
+    const std::string message = Format("Error : %s : Line %d : second START in %s (the first is on line %d)\n",
+                                       dir_.file("t.vka").c_str(), std::stoi(lines.substr(5)) + 1, c.block,
+                                       std::stoi(first.substr(5)) + 1);
+    auto [scene, err] = Read(Replace(text, std::string(c.after) + "\n", std::string(c.after) + "\nSTART\n"));
+    EXPECT_EQ(scene, nullptr);
+    EXPECT_EQ(err, message);
+    Reset();
+  }
+}
+
+// Objects x0 (the model: a strip of `strip` indices over `points` points,
+// strip - 2 triangles) and for k = 1 .. levels three objects without a
+// model: p_k and q_k each have x_(k-1) as their child, q_k is p_k's sibling,
+// and x_k has p_k as its child. The tree under x_k holds 2^(k+2) - 3 nodes
+// and 2^k copies of the model; the root is x_levels. Written tersely, as a
+// hostile file would be.
+std::string Doubling(int levels, int points, int strip) {
+  std::string s =
+      "MATERIAL mat[]\nSTART\nMATSTART\nD 255 1 2 3\nS 255 1 2 3\nE 0\nT 0x0 0\nF 0x94002400\nMATEND\nEND\n";
+  s += Format("POLYGON pg[]\nSTART\nStrip 0x0 %d", strip);
+  for (int i = 0; i < strip; i++) s += Format(" %d", i % points);
+  s += "\nEND\nMESHSET ms[]\nSTART\nMESHSTART\nT 0xc000 0\nN 1\nM pg\nA NULL\nP NULL\nC NULL\nU NULL\nMESHEND\nEND\n";
+  s += "POINT pt[]\nSTART\n";
+  for (int i = 0; i < points; i++) s += Format("V %d %d 0\n", i / 2, i % 2);
+  s += Format("END\nMODEL m[]\nSTART\nP pt\nN NULL\nN %d\nM ms\nM mat\nN 1\nN 1\nC 0 0 0\nR 1\nEND\n", points);
+  auto object = [&s](const std::string &name, const char *model, const std::string &child, const std::string &sibling) {
+    s += Format("OBJECT %s[]\nSTART\nE 0\nM %s\nP 0 0 0\nA 0 0 0\nS 1 1 1\nC %s\nS %s\nEND\n", name.c_str(), model,
+                child.c_str(), sibling.c_str());
+  };
+  object("x0", "m", "NULL", "NULL");
+  for (int k = 1; k <= levels; k++) {
+    const std::string below = "x" + std::to_string(k - 1), n = std::to_string(k);
+    object("q" + n, "NULL", below, "NULL");
+    object("p" + n, "NULL", below, "q" + n);
+    object("x" + n, "NULL", "p" + n, "NULL");
+  }
+  return s;
+}
+
+// Hierarchies that share children expand before they are built: within the
+// budget they are read, past it refused naming the object whose subtree
+// passes it, before any node is made. Budget: 64 x (objects + points +
+// POLYGON values), at least 1,000,000 nodes, vertices and polygons.
+TEST_F(ReaderTest, ExpandingHierarchiesAreRefusedBeforeTheyAreBuilt) {
+  // Five levels: 2^7 - 3 = 125 nodes, 2^5 copies of 58 triangles.
+  auto [scene, err] = Read(Doubling(5, 4, 60));
+  ASSERT_NE(scene, nullptr) << err;
+  int nodes = 0, polygons = 0;
+  std::vector<const ScModel *> pending = {scene->root};
+  while (!pending.empty()) {
+    const ScModel *m = pending.back();
+    pending.pop_back();
+    ++nodes, polygons += m->mesh ? m->mesh->nbPolygon : 0;
+    for (const ScModel *next : {m->child, m->sibling})
+      if (next) pending.push_back(next);
+  }
+  EXPECT_EQ(nodes, 125);
+  EXPECT_EQ(polygons, 32 * 58);
+  Reset();
+
+  // x_k holds 66 * 2^k - 3 (model: 4 points and 58 triangles); x13 540669,
+  // q14 540670, p14 2 + 2 * 540669 = 1081340 > 1000000 (64 * 111 is less).
+  // The file is under 4 KB and would expand to 2^17 - 3 nodes and 2^15
+  // copies of the model.
+  const std::string hostile = Doubling(15, 4, 60);
+  EXPECT_LE(hostile.size(), 4096u);
+  std::tie(scene, err) = Read(hostile);
+  EXPECT_EQ(scene, nullptr);
+  EXPECT_EQ(err, "Error : " + dir_.file("t.vka") + " : " + LineOf(hostile, "OBJECT p14[]") +
+                     " : OBJECT p14 expands to 1081340 nodes, vertices and polygons; this file allows at most "
+                     "1000000\n");
+  EXPECT_EQ(ScMallocGetStats().blocks, 0);  // no node, mesh or material made
+  Reset();
+
+  // 16000 points: own content 22 objects + 16000 + 7 values, budget
+  // 64 * 16029 = 1025856; x6 = 2^8 - 3 + 64 * 16004 = 1024509, q7 1024510,
+  // p7 2 + 2 * 1024509.
+  const std::string large = Doubling(7, 16000, 6);
+  std::tie(scene, err) = Read(large);
+  EXPECT_EQ(scene, nullptr);
+  EXPECT_EQ(err, "Error : " + dir_.file("t.vka") + " : " + LineOf(large, "OBJECT p7[]") +
+                     " : OBJECT p7 expands to 2049020 nodes, vertices and polygons; this file allows at most "
+                     "1025856\n");
 }
 
 TEST_F(ReaderTest, NamesNotFoundDrawWarnings) {

@@ -280,6 +280,44 @@ std::string GenerateVka(const VkaGenParams &params) {
   return std::move(sink.text());
 }
 
+std::string GenerateMeshVka(const VkaTriangleMesh &mesh) {
+  Sink out(nullptr);
+  const char *b = mesh.baseName.c_str();
+  out.Print("MATERIAL    matlist_%s[]\nSTART\n\nMATSTART\nDiffuse   ( 255, 200, 100, 50 ),\n"
+            "Specular  ( 255, 10, 20, 30 ),\nExponent  (  0.0F ),\nAttrTexId ( 0x0, 0 ),\n"
+            "AttrFlags ( 0x94002400 ),\nMATEND\n\nEND\n\n", b);
+  out.Print("POLYGON     pg_%s[]\nSTART\n", b);
+  for (const auto &t : mesh.triangles) out.Print("    %d, %d, %d,\n", t[0], t[1], t[2]);
+  out.Print("END\n\n");
+  if (!mesh.faceNormals.empty()) {
+    out.Print("POLYNORMAL  pn_%s[]\nSTART\n", b);
+    for (const auto &n : mesh.faceNormals) out.Print("\tPNORM( %9.6fF, %9.6fF, %9.6fF ),\n", n[0], n[1], n[2]);
+    out.Print("END\n\n");
+  }
+  if (!mesh.pointUvs.empty()) {
+    out.Print("VERTUV      vuv_%s[]\nSTART\n", b);
+    for (const auto &t : mesh.triangles)
+      for (int v : t) out.Print("\tUV( %d, %d ),\n", mesh.pointUvs[v][0], mesh.pointUvs[v][1]);
+    out.Print("END\n\n");
+  }
+  out.Print("MESHSET     meshset_%s[]\nSTART\n\nMESHSTART\nTypeMatId ( 0x0000, 0 ),\nMeshNum     %d,\n"
+            "Meshes      pg_%s,\nPolyAttrs   NULL,\n", b, static_cast<int>(mesh.triangles.size()), b);
+  const std::string normals = mesh.faceNormals.empty() ? "NULL" : "pn_" + mesh.baseName;
+  const std::string uvs = mesh.pointUvs.empty() ? "NULL" : "vuv_" + mesh.baseName;
+  out.Print("PolyNormal  %s,\nVertColor   NULL,\nVertUV      %s,\n", normals.c_str(), uvs.c_str());
+  out.Print("MESHEND\n\nEND\n\nPOINT       point_%s[]\nSTART\n", b);
+  for (const auto &p : mesh.points) out.Print("\tVERT( %9.6fF, %9.6fF, %9.6fF ),\n", p[0], p[1], p[2]);
+  out.Print("END\n\nMODEL       model_%s[]\nSTART\nPoints      point_%s,\nNormal      NULL,\nPointNum    %d,\n"
+            "Meshset     meshset_%s,\nMaterials   matlist_%s,\nMeshsetNum  1,\nMatNum      1,\n"
+            "Center       0.000000F,  0.000000F,  0.000000F,\nRadius       1.000000F,\nEND\n\n",
+            b, b, static_cast<int>(mesh.points.size()), b, b);
+  out.Print("OBJECT      object_%s_o0[]\nSTART\nEvalFlags ( 0x00000000 ),\nModel       model_%s,\n"
+            "OPosition  (  0.000000F,  0.000000F,  0.000000F ),\nOAngle     (  0.000000F,  0.000000F,  0.000000F ),\n"
+            "OScale     (  1.000000F,  1.000000F,  1.000000F ),\nChild       NULL,\nSibling     NULL,\nEND\n",
+            b, b);
+  return std::move(out.text());
+}
+
 bool WriteVka(const std::string &path, const VkaGenParams &params) {
   std::FILE *file = std::fopen(path.c_str(), "wb");
   if (!file) return false;

@@ -21,6 +21,7 @@
 // (i, 0, 0), turned (i % 4) * 45 degrees about Y, scale 1.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -65,7 +66,20 @@ struct VkaGenCounts {
   long long quadsPerObject = 0;
 };
 
+// One object, object_<baseName>_o0, whose model is the triangles given, as
+// they are: one material, one triangle mesh set, polygon normals when given
+// (one per triangle) and UVs when given (one per point, 0-255, written for
+// every corner of that point).
+struct VkaTriangleMesh {
+  std::string baseName = "mesh";
+  std::vector<std::array<float, 3>> points;
+  std::vector<std::array<int, 3>> triangles;
+  std::vector<std::array<float, 3>> faceNormals;
+  std::vector<std::array<int, 2>> pointUvs;
+};
+
 std::string GenerateVka(const VkaGenParams &params);
+std::string GenerateMeshVka(const VkaTriangleMesh &mesh);
 // Streams the file to `path`; false when it cannot be written.
 bool WriteVka(const std::string &path, const VkaGenParams &params);
 VkaGenCounts ExpectedVkaCounts(const VkaGenParams &params);
