@@ -22,10 +22,10 @@ void PrintViewUsage() {
       "Draws a PVR texture, or every texture of a PVM archive, as PNG pictures.\n"
       "  FILE.pvr  a texture (a palettized one needs its palette FILE.pvp beside it)\n"
       "  FILE.pvm  an archive: one picture per texture\n"
-      "  -o OUT    a folder (an existing one, or a name ending in '/') gets the\n"
-      "            pictures under their default names; otherwise OUT is the PNG\n"
-      "            file of a PVR, or the prefix of an archive's pictures\n"
-      "            (OUT_<entry>.png)\n"
+      "  -o OUT    a folder (an existing one, or a name ending in '/', made when\n"
+      "            missing) gets the pictures under their default names; otherwise\n"
+      "            OUT is the PNG file of a PVR, or the prefix of an archive's\n"
+      "            pictures (OUT_<entry>.png)\n"
       "Default names: FILE.png beside a PVR, FILE_<entry>.png beside a PVM (an entry\n"
       "name repeated, empty or holding other characters than letters, digits, '_',\n"
       "'.' and '-' is made unique with '_' and the entry id). The kind of FILE is\n"
@@ -58,7 +58,7 @@ bool ReadInput(const std::string &name, std::vector<uint8_t> *bytes, std::string
 
 // Where the pictures go: a folder, a single file, or a prefix.
 struct OutputPlan {
-  fs::path folder;     // with the default names; empty when not a folder
+  fs::path folder;     // with the default names (made when missing); empty when not a folder
   std::string target;  // the PNG file of a PVR, or the prefix of an archive's pictures
 };
 
@@ -167,11 +167,19 @@ int View(const std::string &input, const std::string &output) {
     return 1;
   }
   const auto startsWith = [&](const char *name) { return bytes.size() >= 4 && std::memcmp(bytes.data(), name, 4) == 0; };
-  if (startsWith("PVMH")) return ViewArchive(input, bytes, PlanOutput(input, output, true)) ? 0 : 1;
-  if (startsWith("GBIX") || startsWith("PVRT")) return ViewTexture(input, bytes, PlanOutput(input, output, false)) ? 0 : 1;
-  Refuse(input, bytes.size() < 4 ? "is too short for a PVR or PVM file"
-                                 : "is not a PVR or PVM file (it starts with neither GBIX, PVRT nor PVMH)");
-  return 1;
+  const bool archive = startsWith("PVMH");
+  if (!archive && !startsWith("GBIX") && !startsWith("PVRT")) {
+    Refuse(input, bytes.size() < 4 ? "is too short for a PVR or PVM file"
+                                   : "is not a PVR or PVM file (it starts with neither GBIX, PVRT nor PVMH)");
+    return 1;
+  }
+  const OutputPlan plan = PlanOutput(input, output, archive);
+  std::error_code ec;
+  if (!plan.folder.empty() && !fs::is_directory(plan.folder, ec) && !fs::create_directories(plan.folder, ec)) {
+    Refuse(plan.folder.string(), "cannot be created: " + ec.message());
+    return 1;
+  }
+  return (archive ? ViewArchive(input, bytes, plan) : ViewTexture(input, bytes, plan)) ? 0 : 1;
 }
 
 }  // namespace
