@@ -44,7 +44,7 @@ demo: program
 	rm -rf $(BUILD)/demo && mkdir -p $(BUILD)/demo && cp examples/*.* $(BUILD)/demo/
 	cd $(BUILD)/demo && ../vkconv sample.vka
 	@echo
-	@cd $(BUILD)/demo && ls -l && if [ -f sample.vka.bk ]; then echo "--- sample.vka (converted) ---"; head -n 40 sample.vka; fi
+	@cd $(BUILD)/demo && ls -l && echo "--- textures converted ---" && ls *.pvr && if [ -f sample.vka.bk ]; then echo "--- sample.vka (converted) ---"; head -n 40 sample.vka; fi
 	@echo
 	@echo "The program is $(abspath $(BUILD))/vkconv (run it without arguments for its usage)."
 

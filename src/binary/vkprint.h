@@ -100,6 +100,9 @@ void VKWriteSetBin(VKWriter &writer);       // mode 1
 void VKWriteSetBinDebug(VKWriter &writer);  // mode 0; silences the info stream
 void VKWriteSetAscii(VKWriter &writer);     // mode 2
 int VKWriteGetMode(const VKWriter &writer);
+// The file-system and memory operations the writer was made with (to make
+// another writer of the same run).
+const VKWriterHooks *VKWriteHooks(const VKWriter &writer);
 // The writer's failure so far, or ok.
 const VKStatus &VKWriteStatus(const VKWriter &writer);
 // Writes the byte image when the write flag is set (dump mode: hex dump first)

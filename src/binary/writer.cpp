@@ -99,6 +99,8 @@ void VKWriteSetAscii(VKWriter &writer) { vkbin::SetMode(writer.state(), kVKModeA
 
 int VKWriteGetMode(const VKWriter &writer) { return writer.state().mode; }
 
+const VKWriterHooks *VKWriteHooks(const VKWriter &writer) { return &writer.state().hooks; }
+
 const VKStatus &VKWriteStatus(const VKWriter &writer) { return writer.state().status; }
 
 VKStatus VKWriteClose(VKWriter &writer) {

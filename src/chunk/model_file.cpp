@@ -4,6 +4,7 @@
 #include "chunk/model_file.h"
 
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "base/console.h"
@@ -156,6 +157,10 @@ void WriteLink(VKWriter &w, const char *label, const char *base, const ScNode *o
 
 }  // namespace
 
+// With -septex the texture-list file is opened and written (its textures
+// converted) before the data file, so that the data file's material chunks
+// see the alpha kinds found; it is committed after the data file, and not at
+// all after an illegal object.
 VKStatus VKWriteModelFiles(VKWriteInfo *info, const VKModelFileParts &parts) {
   VKWriter &w = *info->writer;
   const bool separate = (info->nodeList->optionbits2 & vkopt::kOutSeparateTexList) != 0;
@@ -164,6 +169,23 @@ VKStatus VKWriteModelFiles(VKWriteInfo *info, const VKModelFileParts &parts) {
   const char *dataSuffix = separate ? suffixes.data : suffixes.model;
   if (VKStatus status = OpenOutput(info, dataSuffix); !status.ok()) return status;
   const uint32_t saved = info->flags;
+
+  std::optional<VKWriter> texWriter;
+  VKStatus texStatus;
+  const bool texFile = separate && TextureCount(info) > 0;
+  if (texFile) {
+    info->writer = &texWriter.emplace(VKWriteHooks(w));
+    texStatus = OpenOutput(info, suffixes.texList);
+    if (texStatus.ok()) {
+      info->flags &= ~vkflag::kObjectSection;
+      WriteHeader(info);
+      if (ShowsTextureList(info, parts)) SectionWriter(info);
+      WriteDefaultBlock(info);
+      info->flags = saved;
+    }
+    info->writer = &w;
+  }
+
   if (separate) info->flags &= ~vkflag::kTexListSection;
   WriteHeader(info);
   if (ShowsTextureList(info, parts)) SectionWriter(info);
@@ -175,17 +197,12 @@ VKStatus VKWriteModelFiles(VKWriteInfo *info, const VKModelFileParts &parts) {
   if (!objects) return VKReportedStatus(VKStatusCode::kBadObject);
   if (!separate) return VKStatus{};
 
-  if (TextureCount(info) == 0) {
+  if (!texFile) {
     PrintInfo("[There is no texture]");
     return VKStatus{};
   }
-  if (VKStatus status = OpenOutput(info, suffixes.texList); !status.ok()) return status;
-  info->flags &= ~vkflag::kObjectSection;
-  WriteHeader(info);
-  if (ShowsTextureList(info, parts)) SectionWriter(info);
-  WriteDefaultBlock(info);
-  info->flags = saved;
-  return VKWriteClose(w);
+  if (!texStatus.ok()) return texStatus;
+  return VKWriteClose(*texWriter);
 }
 
 int VKWriteObjectRecord(VKWriteInfo *info, ScNode *node, bool hasModel, const VKObjectRecordWords &words) {

@@ -68,18 +68,21 @@ int PVR_FindSource(PVR_Settings *settings) {
   return 1;
 }
 
+void PVR_DeriveOutputName(PVR_Settings *settings) {
+  if (!settings->outputName.empty()) return;
+  std::string name = PVR_WithSuffix(settings->inputName.c_str(), ".pvr");
+  const std::string &directory = settings->outputDirectory;
+  if (!directory.empty()) {
+    std::string joined = directory;
+    if (joined.back() != '/' && joined.back() != '\\') joined += '/';
+    name = joined + BaseName(name.c_str());
+  }
+  settings->outputName = name;
+}
+
 int PVR_LoadImage(PVR_Settings *settings, PVR_Image *image) {
   const char *input = settings->inputName.c_str();
-  if (settings->outputName.empty()) {
-    std::string name = PVR_WithSuffix(input, ".pvr");
-    const std::string &directory = settings->outputDirectory;
-    if (!directory.empty()) {
-      std::string joined = directory;
-      if (joined.back() != '/' && joined.back() != '\\') joined += '/';
-      name = joined + BaseName(name.c_str());
-    }
-    settings->outputName = name;
-  }
+  PVR_DeriveOutputName(settings);
 
   std::string suffix = PVR_Suffix(input);
   PVR_SourceType type;

@@ -78,6 +78,10 @@ PVR_SourceType PVR_SourceTypeOfSuffix(const std::string &suffix);
 // converted (messages printed).
 int PVR_FindSource(PVR_Settings *settings);
 
+// The output name when none is set: the input name with the suffix ".pvr",
+// moved into the output directory when there is one.
+void PVR_DeriveOutputName(PVR_Settings *settings);
+
 // Image loading for the encoders: derives the output name when empty, reads
 // the image with the reader of its suffix (or of the source type found),
 // classifies its alpha into settings->info.alphaKind, chooses the pixel format

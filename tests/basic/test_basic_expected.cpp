@@ -138,6 +138,11 @@ const char kAscii[] =
     "/* VKA 0.86alpha1 VorkaAsciiDataMix (VKA) */\n\n"
     "/* ROOT OBJECT : object_box_box n(2) d(2) */\n"
     "/* TEXLIST     : texlist_box n(1) */\n\n"
+    // wood.bmp is not found beside the test: its line shows a fresh block.
+    "TEXTURE_START\n\nTEXTURENAME textures_box[]\nSTART\n"
+    "\tTEXN( \"wood\" ),            /* 0 0x0 565 XXXX ?? ?? */\n"
+    "END\n\nTEXTURELIST texlist_box\nSTART\nTextureList textures_box,\nTextureNum  1,\nEND\n\n"
+    "TEXTURE_END\n\n\n"
     "MATERIAL    defmat_box[]\nSTART\n\n"
     "MATSTART\nDiffuse   ( 255, 191, 191, 191 ),\nSpecular  ( 255, 255, 255, 255 ),\nExponent  (  6.0F ),\n"
     "AttrTexId ( 0x0, 0 ),\nAttrFlags ( 0x94002400 ),\nMATEND\n\n"
@@ -249,14 +254,18 @@ struct Bytes {
   }
 };
 
-// The same model with -bin: one VKBM chunk, first object first, each object
-// record followed by its model; the default material list last. Offsets
+// The same model with -bin: the VKTL chunk, then one VKBM chunk, first
+// object first, each object record followed by its model; the default
+// material list last; each with its POF0 chunk. VKBM offsets
 // from the payload's start: box record 0, materials 52, strip list 92 (10
 // bytes), quadrangle list 104, n-gon list 112, UVs 124, mesh sets 140,
 // points 212, normals 320, model 428; lid record 468, strip list 520, mesh
 // set 528, points 552, normals 588, model 624; default material 664.
 TEST_F(BasicExpected, BinaryFile) {
   Bytes e;
+  e.text("VKTL").u32(28).u32(8).u32(1);          // TextureList at 8, TextureNum
+  e.u32(20).u32(0).u32(0).text("wood").u32(0);  // the name at 20, same-name word, bank; "wood" padded
+  e.text("POF0").u32(4).u8(0x40).u8(0x42).u16(0);
   e.text("VKBM").u32(684);
   e.u32(0x07).u32(428).f32(0).f32(0).f32(0).u32(0).u32(0).u32(0);  // 0: box record
   e.f32(1).f32(1).f32(1).u32(468).u32(0);                           // scale, child lid, sibling NULL

@@ -157,8 +157,8 @@ TEST(BasicProgram, FilesOfEachRoute) {
   };
   const Case cases[] = {
       {{"m", "-B"}, {"m.vka", "m.vka.bk"}, false, "m.vka", kHead.c_str()},
-      {{"m.vka", "-basic", "-bin"}, {"m.vk"}, true, "m.vk", "VKBM"},
-      {{"m.vka", "-B", "-BD"}, {"m.vk"}, true, "m.vk", "VKBM"},
+      {{"m.vka", "-basic", "-bin"}, {"m.vk"}, true, "m.vk", "VKTL"},
+      {{"m.vka", "-B", "-BD"}, {"m.vk"}, true, "m.vk", "VKTL"},
       {{"m.vka", "-B", "-septex"}, {"m.vad", "m.vat", "m.vka.bk"}, false, "m.vad",
        "/* VAD 0.86alpha1 VorkaAsciiModel (VKA) */\n"},
       {{"m.vka", "-B", "-st", "-bin"}, {"m.vkd", "m.vkt"}, true, "m.vkd", "VKBM"},

@@ -88,8 +88,15 @@ class ChunkExpected : public ::testing::Test {
 const char kHead[] =
     "/* VKA 0.86alpha1 VorkaAsciiDataMix CnkModel (VKA) */\n\n"
     "/* ROOT OBJECT : object_box_box n(1) d(1) */\n"
-    "/* TEXLIST     : texlist_box n(1) */\n\n"
-    "\nCNKOBJECT_START\n\n";
+    "/* TEXLIST     : texlist_box n(1) */\n\n";
+// The texture list (outside the volume modes): wood.bmp is not found beside
+// the test, so its line shows a fresh information block.
+const char kTextureList[] =
+    "TEXTURE_START\n\nTEXTURENAME textures_box[]\nSTART\n"
+    "\tTEXN( \"wood\" ),            /* 0 0x0 565 XXXX ?? ?? */\n"
+    "END\n\nTEXTURELIST texlist_box\nSTART\nTextureList textures_box,\nTextureNum  1,\nEND\n\n"
+    "TEXTURE_END\n\n\n";
+const char kFirstObject[] = "\nCNKOBJECT_START\n\n";
 const char kTail[] =
     "CNKMODEL   model_box_box[]\nSTART\n"
     "VList      vertex_box_box,\nPList      strip_box_box,\n"
@@ -119,13 +126,13 @@ TEST_F(ChunkExpected, AsciiModels) {
   struct Case {
     const char *what;
     uint32_t chunkFlags;
-    const char *strips, *vertexHead, *normal;
+    const char *textureList, *strips, *vertexHead, *normal;
   };
   const Case cases[] = {
       // Seeded by t1 (equal keys: the later triangle sorts first), joined with
       // t0 across edge 1-2: a left strip from t1's corner 2 (vertex 3). The
       // second group writes only the changed diffuse; CnkNull pads to even size.
-      {"default vertex type", 0x40000001,
+      {"default vertex type", 0x40000001, kTextureList,
        "\tCnkM_DAS( FBS_SA|FBD_ISA ), 6,\n\tMDiff( 255, 204, 153, 102 ),\n\tMAmbi( 0, 0, 0, 0 ),\n"
        "\tMSpec( 5, 255, 255, 255 ),\n"
        "\tCnkT_TID( 0x0|FDA_100 ), _TID( FFM_BF, 0 ),\n"
@@ -136,7 +143,7 @@ TEST_F(ChunkExpected, AsciiModels) {
        "CnkV_VN(0, 31)", "NORM( 0x00000000, 0x00000000, 0x3f800000 )"},
       // -VNX -co3: packed normals (511 * 1.0 = 0x1ff in z); the volume mode
       // writes no material or texture chunk and every triangle as listed.
-      {"packed normals, volume triangles", 0x24000001,
+      {"packed normals, volume triangles", 0x24000001, "",
        "\tCnkO_P3( 0x0 ), 8, _NB( UFO_0, 2 ),\n\t0, 1, 2,\n\t2, 1, 3,\n\tCnkNull(),\n"
        "\tCnkO_P3( 0x0 ), 4, _NB( UFO_0, 1 ),\n\t1, 4, 3,\n",
        "CnkV_VNX(0, 21)", "NORM32( 0x0, 0x0, 0x1ff )"},
@@ -144,7 +151,7 @@ TEST_F(ChunkExpected, AsciiModels) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
     EXPECT_EQ(Convert(c.chunkFlags, 0x38000000, ".vka"),
-              std::string(kHead) + "PLIST      strip_box_box[]\nSTART\n" + c.strips + "\tCnkEnd()\nEND\n\n" +
+              std::string(kHead) + c.textureList + kFirstObject + "PLIST      strip_box_box[]\nSTART\n" + c.strips + "\tCnkEnd()\nEND\n\n" +
                   VertexList(c.vertexHead, c.normal) + kTail);
   }
 }
@@ -159,10 +166,16 @@ struct Bytes {
   Bytes &text(const char *t) { return s += t, *this; }
 };
 
-// The same model with -bin: one VKCM chunk (object record, strip list,
-// vertex list, model record, each starting 4-aligned) and its POF0 chunk.
+// The same model with -bin: the VKTL chunk, then one VKCM chunk (object
+// record, strip list, vertex list, model record, each starting 4-aligned),
+// each with its POF0 chunk.
 TEST_F(ChunkExpected, BinaryDefaultVertexType) {
   Bytes e;
+  e.text("VKTL").u32(28);
+  e.u32(8).u32(1);                               // 0: TextureList at 8, TextureNum
+  e.u32(20).u32(0).u32(0);                       // 8: the name at 20, same-name word, bank
+  e.text("wood").u32(0);                         // 20: "wood", its zero, padding to 28
+  e.text("POF0").u32(4).u8(0x40).u8(0x42).u16(0);  // pointers at 0 and 8
   e.text("VKCM").u32(288);
   e.u32(0x17).u32(264);                          // 0: EvalFlags, CNKModel at 264
   e.f32(0).f32(0).f32(0).u32(0).u32(0).u32(0);   // OPosition, OAngle

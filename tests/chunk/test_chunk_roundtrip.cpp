@@ -383,6 +383,12 @@ TEST(ChunkFiles, WrittenFilesBackupsAndRefusals) {
        {{"m.vad", "/* VAD 0.86alpha1 VorkaAsciiModel (VKA) */\n\n/* ROOT OBJECT : object_m_o0 n(3) d(2) */\n\n"
                   "\nCNKOBJECT_START\n", false, "TEXLIST"},
         {"m.vat", "/* VAT 0.86alpha1 VorkaAsciiTexture (VKA) */\n\n/* TEXLIST     : texlist_m n(2) */\n\n"
+                  "TEXTURE_START\n\nTEXTURENAME textures_m[]\nSTART\n"
+                  // Neither source exists: both lines show a fresh information block.
+                  "\tTEXN( \"tex0\" ),            /* 0 0x0 565 XXXX ?? ?? */\n"
+                  "\tTEXN( \"tex1\" ),            /* 0 0x0 565 XXXX ?? ?? */\n"
+                  "END\n\nTEXTURELIST texlist_m\nSTART\nTextureList textures_m,\nTextureNum  2,\nEND\n\n"
+                  "TEXTURE_END\n\n\n"
                   "DEFAULT_START\n\n#ifndef DEFAULT_TEXLIST_NAME\n#define DEFAULT_TEXLIST_NAME texlist_m\n#endif\n"
                   "\nDEFAULT_END\n\n", true}},
        "m.vad", {"m.vka"}},

@@ -39,7 +39,7 @@ TEST(ChunkRoute, WritesTheBinaryFileBesideTheInput) {
   EXPECT_EQ(run.err, "[INPUT CHUNK][OUTPUT CHUNK]");
   EXPECT_EQ(ReadFile(dir.file("ship.vka")), text);
   const std::string binary = ReadFile(dir.file("ship.vk"));
-  EXPECT_EQ(binary.substr(0, 4), "VKCM");
+  EXPECT_EQ(binary.substr(0, 4), "VKTL");  // the texture list first, then VKCM
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
   // -bindebug asks for binary output as well; the route writes the same file.
   std::filesystem::remove(dir.file("ship.vk"));

@@ -40,7 +40,9 @@ constexpr unsigned kKindTypes[] = {0x0000, 0x4000, 0x8000, 0xC000, 0xC000};
 
 class Generator {
  public:
-  Generator(const VkaGenParams &p, Sink &out) : p_(p), out_(out) {}
+  Generator(const VkaGenParams &p, Sink &out) : p_(p), out_(out) {
+    if (!p_.textureNames.empty()) p_.textures = static_cast<int>(p_.textureNames.size());
+  }
 
   void Run() {
     if (p_.textures > 0) Textures();
@@ -58,10 +60,12 @@ class Generator {
   void Textures() {
     out_.Print("TEXTURE_START\n\nTEXTURENAME textures_%s[]\nSTART\n", p_.baseName.c_str());
     for (int t = 0; t < p_.textures; t++) {
+      const std::string name =
+          p_.textureNames.empty() ? "tex" + std::to_string(t) + ".bmp" : p_.textureNames[static_cast<size_t>(t)];
       if (p_.paletteBanks) {
-        out_.Print("\tPTEXN( \"tex%d.bmp\", %d, %d ),\n", t, 0, t);
+        out_.Print("\tPTEXN( \"%s\", %d, %d ),\n", name.c_str(), 0, t);
       } else {
-        out_.Print("\tTEXN( \"tex%d.bmp\" ),\n", t);
+        out_.Print("\tTEXN( \"%s\" ),\n", name.c_str());
       }
     }
     out_.Print("END\n\nTEXTURELIST texlist_%s\nSTART\nTextureList textures_%s,\nTextureNum  %d,\nEND\n\n"
@@ -268,7 +272,7 @@ class Generator {
     out_.Print("END\n\n\n");
   }
 
-  const VkaGenParams &p_;
+  VkaGenParams p_;
   Sink &out_;
 };
 

@@ -52,6 +52,9 @@ struct VkaGenParams {
   // TEXN); material m is textured with texture m % textures when textures > 0.
   int textures = 0;
   bool paletteBanks = false;
+  // File names of the texture entries instead of tex<i>.bmp (textures is
+  // then their count).
+  std::vector<std::string> textureNames;
   // A one-material list defmat_<baseName> first in the file, used by the
   // odd-numbered objects instead of their own list.
   bool defaultMaterialList = false;
