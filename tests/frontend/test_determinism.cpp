@@ -3,6 +3,7 @@
 // address-dependent reaches a file).
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -30,8 +31,29 @@ void Clear(const std::string &folder) {
   for (const auto &entry : fs::directory_iterator(folder)) fs::remove_all(entry.path());
 }
 
+// A 24-bit BMP of width x height (rows bottom up, padded to 4 bytes) with a
+// pattern in every channel.
+std::string Bmp(int width, int height) {
+  const int row = (3 * width + 3) / 4 * 4, size = 54 + row * height;
+  std::string out = "BM";
+  const auto put = [&out](uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i) & 0xFF);
+  };
+  put(size, 4), put(0, 4), put(54, 4), put(40, 4), put(width, 4), put(height, 4), put(1, 2), put(24, 2);
+  put(0, 4), put(row * height, 4), put(2835, 4), put(2835, 4), put(0, 4), put(0, 4);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      out += static_cast<char>((x ^ y) * 8), out += static_cast<char>(y * 4), out += static_cast<char>(x * 4 + y);
+    }
+    out.append(static_cast<size_t>(row - 3 * width), '\0');
+  }
+  return out;
+}
+
 // The bundled samples with their textures, and a generated model of many
-// objects, mesh kinds and materials.
+// objects, mesh kinds and materials whose four textures are converted as VQ
+// (both algorithms, with dither), small VQ and rectangle by their resource
+// databases.
 void CopyInputs(const std::string &folder) {
   for (const auto &entry : fs::directory_iterator(SourceDir() + "/examples")) {
     if (entry.is_regular_file()) fs::copy_file(entry.path(), fs::path(folder) / entry.path().filename());
@@ -43,9 +65,25 @@ void CopyInputs(const std::string &folder) {
   params.gridHeight = 5;
   params.meshKinds = {VkaMesh::kTriangles, VkaMesh::kQuads, VkaMesh::kPolygons, VkaMesh::kStrips,
                       VkaMesh::kReverseStrips};
-  params.materials = 3;
+  params.materials = 4;
+  params.textures = 4;
   params.polyNormals = true;
   ASSERT_TRUE(WriteVka(folder + "/gen.vka", params));
+  const struct {
+    int width, height;
+    const char *settings;
+  } textures[] = {  // fields in the record's order
+      {64, 64, "Fromat auto\nCategory VQ\n"},
+      {64, 64, "Fromat auto\nCategory VQ\nMipmap on\nDither on\nAlphaDither off\nGlobalIndex -1\n"
+               "paletteBank -1\nVQMode VQ3\n"},
+      {32, 32, "Fromat auto\nCategory SMALLVQ\nMipmap off\n"},
+      {64, 32, "Fromat ARGB1555\nCategory rectangle\nMipmap off\nDither on\n"}};
+  for (int i = 0; i < 4; ++i) {
+    const std::string name = folder + "/tex" + std::to_string(i);
+    ASSERT_TRUE(WriteFile(name + ".bmp", Bmp(textures[i].width, textures[i].height)));
+    ASSERT_TRUE(WriteFile(name + ".nre", "Chunk TextureTex 0 1 0 0\n! 0 tex" + std::to_string(i) + "\n" +
+                                             textures[i].settings));
+  }
 }
 
 TEST(Determinism, EveryRouteWritesTheSameBytesTwice) {
@@ -59,6 +97,7 @@ TEST(Determinism, EveryRouteWritesTheSameBytesTwice) {
       {"sample.vka", "-outpvm", "-forcetex"},
       {"crate.vka", "-MF", "crate.d", "-strict"},
       {"gen.vka", "-S", "-D8", "-uvh"},
+      {"gen.vka", "-septex", "-MF", "gen.d"},
       {"gen.vka", "-bin", "-co34", "-VNX"},
       {"gen.vka", "-B", "-G", "-rmb"},
       {"gen.vka", "-bindebug"},
@@ -80,6 +119,16 @@ TEST(Determinism, EveryRouteWritesTheSameBytesTwice) {
       }
       files = Snapshot(dir.path());
       EXPECT_NE(files, inputs);
+    }
+    if (route[0] == "gen.vka" && route[1] == "-S") {
+      // The generated model's textures: VQ with mipmaps twice, small VQ, rectangle.
+      const int types[] = {0x04, 0x04, 0x10, 0x09};
+      for (int i = 0; i < 4; ++i) {
+        const std::string name = "tex" + std::to_string(i) + ".pvr";
+        ASSERT_EQ(runs[0].count(name), 1u) << name;
+        ASSERT_GT(runs[0].at(name).size(), 25u);
+        EXPECT_EQ(static_cast<uint8_t>(runs[0].at(name)[25]), types[i]) << name;
+      }
     }
     EXPECT_EQ(runs[0].size(), runs[1].size());
     for (const auto &[name, bytes] : runs[0]) {

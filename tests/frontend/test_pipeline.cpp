@@ -50,31 +50,60 @@ TEST(DependencyFile, TextWorkedByHand) {
   EXPECT_EQ(error, "the name \"two\nlines.bmp\" holds a line end");
 }
 
+// A dependency file's text from its targets and prerequisites (the layout
+// is worked by hand above).
+std::string Deps(const std::string &targets, const std::vector<std::string> &prerequisites) {
+  std::string text = targets + ":";
+  for (const std::string &name : prerequisites) text += " \\\n " + name;
+  text += "\n";
+  for (const std::string &name : prerequisites) text += "\n" + name + ":\n";
+  return text;
+}
+
+// The sample model and its textures (one with a resource database).
+void CopySample(const std::string &folder) {
+  ASSERT_TRUE(WriteFile(folder + "/m.vka", ReadFile(SourceDir() + "/examples/sample.vka")));
+  for (const char *name : {"checker.bmp", "stripes.tga", "stripes.nre"})
+    ASSERT_TRUE(WriteFile(folder + "/" + name, ReadFile(SourceDir() + "/examples/" + name)));
+}
+
 // The sample model converted on each route with -MF (before or after the
 // file name): the dependency file names what was written and what was read.
 TEST(DependencyFile, EveryRouteEndToEnd) {
-  const std::string sample = ReadFile(SourceDir() + "/examples/sample.vka");
-  ASSERT_FALSE(sample.empty());
+  const std::vector<std::string> sources = {"checker.bmp", "stripes.tga", "stripes.nre"};
+  const auto with = [&](const std::string &model) {
+    std::vector<std::string> all = {model};
+    all.insert(all.end(), sources.begin(), sources.end());
+    return all;
+  };
   const struct {
     std::vector<std::string> args;
-    std::string deps;  // with "M" for the model's name
+    std::string deps;
   } cases[] = {
-      {{"-MF", "m.d", "m.vka"}, "m.vka: \\\n m.vka.bk\n\nm.vka.bk:\n"},
-      {{"m.vka", "-MF", "m.d", "-bin"}, "m.vk: \\\n m.vka\n\nm.vka:\n"},
-      {{"m", "-B", "-MF", "m.d"}, "m.vka: \\\n m.vka.bk\n\nm.vka.bk:\n"},
-      {{"-bin", "-B", "m.vka", "-MF", "m.d"}, "m.vk: \\\n m.vka\n\nm.vka:\n"},
-      {{"-MF", "m.d", "m.vka", "-gibase", "5", "-nt", "-septex"}, "m.vad m.vat: \\\n m.vka.bk\n\nm.vka.bk:\n"},
+      {{"-MF", "m.d", "m.vka"}, Deps("checker.pvr stripes.pvr m.vka", with("m.vka.bk"))},
+      {{"m.vka", "-MF", "m.d", "-bin"}, Deps("checker.pvr stripes.pvr m.vk", with("m.vka"))},
+      {{"m", "-B", "-MF", "m.d"}, Deps("checker.pvr stripes.pvr m.vka", with("m.vka.bk"))},
+      {{"-bin", "-B", "m.vka", "-MF", "m.d"}, Deps("checker.pvr stripes.pvr m.vk", with("m.vka"))},
+      {{"m.vka", "-bin", "-septex", "-MF", "m.d"}, Deps("checker.pvr stripes.pvr m.vkd m.vkt", with("m.vka"))},
+      {{"-MF", "m.d", "m.vka", "-gibase", "5", "-nt", "-septex"}, Deps("m.vad m.vat", {"m.vka.bk"})},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.args[0] + " " + c.args[1] + " " + c.args[2]);
     ScratchDir dir;
-    ASSERT_TRUE(WriteFile(dir.file("m.vka"), sample));
+    CopySample(dir.path());
     const RunResult run = RunVkconv(c.args, dir.path());
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err.find("Error"), std::string::npos) << run.err;
     EXPECT_EQ(ReadFile(dir.file("m.d")), c.deps);
     EXPECT_FALSE(Exists(dir.file("m.d.tmp~")));
   }
+  // Textures whose PVR files exist are read, not converted: the model
+  // depends on the PVR files.
+  ScratchDir dir;
+  CopySample(dir.path());
+  ASSERT_EQ(RunVkconv({"m.vka", "-bin"}, dir.path()).status, 0);
+  ASSERT_EQ(RunVkconv({"m.vka", "-bin", "-MF", "m.d"}, dir.path()).status, 0);
+  EXPECT_EQ(ReadFile(dir.file("m.d")), Deps("m.vk", {"m.vka", "checker.pvr", "stripes.pvr"}));
 }
 
 // -MF without a value refuses the run before anything is touched; a
@@ -87,6 +116,7 @@ TEST(DependencyFile, FailuresAndStrictStatus) {
     int status;
     std::string errorLine;  // in the standard error output; empty: no error
     bool converted;
+    bool noChecker = false;  // the source image checker.bmp is missing
   } cases[] = {
       {{"m.vka", "-MF"}, 0, "##### Error : -MF needs the name of the dependency file\n", false},
       {{"m.vka", "-MF", "-strict"}, 1, "##### Error : -MF needs the name of the dependency file\n", false},
@@ -97,6 +127,10 @@ TEST(DependencyFile, FailuresAndStrictStatus) {
       {{"m.vka", "-MF", "no/such/m.d", "-strict"}, 1,
        "##### Error : Can't write dependency file no/such/m.d: it cannot be written\n", true},
       {{"m.vka", "-strict"}, 0, "", true},
+      // A missing texture source: the model is written, the texture is not
+      // converted, and only -strict makes that a failure.
+      {{"m.vka", "-strict"}, 1, "##### Error : 1 texture(s) could not be converted\n", true, true},
+      {{"m.vka"}, 0, "", true, true},
       {{"absent.vka", "-strict"}, 1, "Error : Can't open absent.vka\n", false},
       {{"absent.vka"}, 0, "Error : Can't open absent.vka\n", false},
       {{"-strict"}, 1, "Error : Can't open file\n", false},
@@ -106,19 +140,26 @@ TEST(DependencyFile, FailuresAndStrictStatus) {
   for (const auto &c : cases) {
     SCOPED_TRACE(c.args[0] + " " + (c.args.size() > 1 ? c.args[1] : "") + " " + (c.args.size() > 2 ? c.args[2] : ""));
     ScratchDir dir;
-    ASSERT_TRUE(WriteFile(dir.file("m.vka"), sample));
+    CopySample(dir.path());
+    if (c.noChecker) std::filesystem::remove(dir.file("checker.bmp"));
     const RunResult run = RunVkconv(c.args, dir.path());
     EXPECT_EQ(run.status, c.status);
-    if (c.errorLine.empty()) {
-      EXPECT_EQ(run.err.find("Error"), std::string::npos) << run.err;
-    } else {
+    if (!c.errorLine.empty()) {
       EXPECT_NE(run.err.find(c.errorLine), std::string::npos) << run.err;
+    } else if (!c.noChecker) {
+      EXPECT_EQ(run.err.find("Error"), std::string::npos) << run.err;
     }
     EXPECT_EQ(Exists(dir.file("m.vka.bk")), c.converted);
     if (!c.converted) {
       EXPECT_EQ(ReadFile(dir.file("m.vka")), sample);
     }
   }
+  // Without its source the texture is neither read nor written.
+  ScratchDir dir;
+  CopySample(dir.path());
+  std::filesystem::remove(dir.file("checker.bmp"));
+  EXPECT_EQ(RunVkconv({"m.vka", "-MF", "m.d"}, dir.path()).status, 0);
+  EXPECT_EQ(ReadFile(dir.file("m.d")), Deps("stripes.pvr m.vka", {"m.vka.bk", "stripes.tga", "stripes.nre"}));
 }
 
 }  // namespace
