@@ -106,6 +106,8 @@ TEST(Pipeline, AFailedConversionFailsTheBuild) {
   ASSERT_TRUE(WriteFile(examples + "/broken.vka", "MODEL model_broken[]\nSTART\nPoints nowhere,\nEND\n"));
   const RunResult run = Make(pipeline);
   EXPECT_NE(run.status, 0);
+  EXPECT_NE(run.out.find("vkconv broken/broken.vka -forcetex -MF broken/broken.d -strict"), std::string::npos)
+      << run.out << run.err;
   EXPECT_FALSE(Exists(pipeline + "/build/broken/broken.vka"));
   EXPECT_FALSE(Exists(pipeline + "/build/broken/pictures"));
 }
