@@ -11,7 +11,7 @@ CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 all: build
 
 # The program needs g++ and CMake only; the tests and benchmarks also need
-# GoogleTest and Google Benchmark.
+# GoogleTest and Google Benchmark, and the texture viewer vkview libpng.
 demo-deps:
 	@if ! command -v cmake >/dev/null || ! command -v g++ >/dev/null; then \
 	  echo "Installing build dependencies"; \
@@ -22,6 +22,10 @@ deps: demo-deps
 	@if [ ! -f /usr/include/gtest/gtest.h ] || [ ! -f /usr/include/benchmark/benchmark.h ]; then \
 	  echo "Installing test dependencies"; \
 	  apt-get update && apt-get install -y libgtest-dev libbenchmark-dev; \
+	fi
+	@if [ ! -f /usr/include/png.h ]; then \
+	  echo "Installing libpng (for vkview)"; \
+	  apt-get update && apt-get install -y libpng-dev; \
 	fi
 
 configure: deps
@@ -37,7 +41,7 @@ program: demo-deps
 
 # Converts a copy of the sample model in $(BUILD)/demo and shows the result.
 demo: program
-	rm -rf $(BUILD)/demo && mkdir -p $(BUILD)/demo && cp examples/* $(BUILD)/demo/
+	rm -rf $(BUILD)/demo && mkdir -p $(BUILD)/demo && cp examples/*.* $(BUILD)/demo/
 	cd $(BUILD)/demo && ../vkconv sample.vka
 	@echo
 	@cd $(BUILD)/demo && ls -l && echo "--- textures converted ---" && ls *.pvr && if [ -f sample.vka.bk ]; then echo "--- sample.vka (converted) ---"; head -n 40 sample.vka; fi

@@ -8,6 +8,7 @@
 
 #include "support/vka_gen.h"
 #include "texture/image_files.h"
+#include "texture/pvm_layout.h"
 #include "texture/pvr_format.h"
 
 namespace {
@@ -165,5 +166,15 @@ int main(int argc, char **argv) {
   archiveSeeds.push_back(Framed(4 | 8 | 16, pal4, Pvp(1, 16)));
   archiveSeeds.push_back(Framed(8, pal8, Pvp(6, 256)));
   Seeds(root / "pvm_load", archiveSeeds);
+  // Archives: plain textures with a model name and lock bits, palettized
+  // textures with their palette files, and a bare header.
+  const auto bytes = [](const std::string &text) { return std::vector<uint8_t>(text.begin(), text.end()); };
+  const auto text = [](const std::vector<uint8_t> &data) { return std::string(data.begin(), data.end()); };
+  std::vector<pvmtest::Texture> plain;
+  for (size_t i = 0; i < pvrs.size(); ++i) plain.push_back({"tex_" + std::to_string(i), bytes(pvrs[i]), {}});
+  Seeds(root / "pvm_read",
+        {text(pvmtest::Archive(plain, {"C:\\work\\model.vka"}, 0x0300)), text(pvmtest::Archive({plain[0]})),
+         text(pvmtest::Archive({{"p4", bytes(pal4), bytes(Pvp(1, 16))}, {"p8", bytes(pal4), bytes(Pvp(1, 16))}})),
+         text(pvmtest::Archive({}))});
   return 0;
 }

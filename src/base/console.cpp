@@ -16,6 +16,7 @@ struct ConsoleStream {
 enum StreamIndex { kMessage, kInfo, kError, kWarning, kNote, kStreamCount };
 
 ConsoleStream gStreams[kStreamCount] = {};
+long gErrorCount = 0;
 
 FILE *Get(StreamIndex index) {
   return gStreams[index].replaced ? gStreams[index].file : stderr;
@@ -61,6 +62,7 @@ void PrintInfo(const char *format, ...) {
 }
 
 void PrintError(const char *format, ...) {
+  ++gErrorCount;
   va_list args;
   va_start(args, format);
   Print(kError, true, format, args);
@@ -80,3 +82,5 @@ void PrintNote(const char *format, ...) {
   Print(kNote, false, format, args);
   va_end(args);
 }
+
+long ErrorCount() { return gErrorCount; }

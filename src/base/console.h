@@ -1,5 +1,6 @@
-// The console: five streams and their printers. The streams are the only
-// process-wide state the program keeps besides the tracked allocator.
+// The console: five streams, their printers and the count of errors printed.
+// They are the only process-wide state the program keeps besides the tracked
+// allocator.
 #pragma once
 
 #include <cstdio>
@@ -23,3 +24,8 @@ void PrintInfo(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void PrintError(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void PrintWarning(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void PrintNote(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// How many times PrintError has been called since the program started (also
+// on a silent stream): a run that printed an error ends with status 1 under
+// -strict.
+long ErrorCount();

@@ -1,8 +1,8 @@
 // Every bit word of the program in one place: the four command-line flag
 // words, the chunk vertex types, the node list's infobits, the write-info
 // flag word and the per-material output word F, a material's attrflags, the
-// object evaluation flags, the strip flags of a strip chunk's head word, and
-// the strip state of a polygon.
+// object evaluation flags, the strip flags of a strip chunk's head word, the
+// strip state of a polygon, and the header flags of a PVM texture archive.
 #pragma once
 
 #include <cstdint>
@@ -240,4 +240,5 @@ constexpr uint16_t kFormatTextureMask = 0x0F00;
 // A palettized entry's palette bank replaces bits 26-31 of its global index.
 constexpr uint32_t kBankMask = 0xFC000000;
 constexpr int kBankShift = 26;
+constexpr uint32_t kIndexBits = 0x03FFFFFF;  // the index below the bank
 }  // namespace vkpvm

@@ -51,12 +51,16 @@ constexpr uint32_t kVKChunkVKTL = VKChunkName("VKTL");
 constexpr uint32_t kVKChunkPOF0 = VKChunkName("POF0");
 
 // ---- Writer state ---------------------------------------------------------------
-// How a writer reaches the file system and memory. A null member is the
-// standard operation; tests put in failing ones.
+struct VKRunRecord;
+
+// How a writer reaches the file system and memory, and whom it tells of the
+// files it commits. A null member is the standard operation; tests put in
+// failing ones.
 struct VKWriterHooks {
   FILE *(*open)(const char *name, const char *mode);
   int (*rename)(const char *from, const char *to);
   void *(*allocate)(size_t size);  // the byte image's pieces, released with std::free
+  VKRunRecord *record = nullptr;   // told of every file the writer commits; null: none
 };
 
 namespace vkbin {

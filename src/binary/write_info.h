@@ -7,6 +7,7 @@
 
 struct ScNodeList;
 struct VKOptimizeInfo;
+struct VKRunRecord;
 struct VKWriterHooks;
 class VKWriter;
 class VKOutputSet;
@@ -53,6 +54,7 @@ struct VKWriteInfo {
   char defaultMaterialName[256];
   GlobalIndexBlock *globalIndex;
   VKWriter *writer;             // the dual print of the run, owned by the model writer
+  VKRunRecord *record;          // what the run reads and writes (the request's hooks'); may be null
   VKOptimizeInfo *optimizeInfo;
   uint32_t flags;               // vkflag bits (base/flags.h)
   char baseName[256];

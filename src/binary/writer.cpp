@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/console.h"
+#include "base/run_record.h"
 #include "binary/vkprint.h"
 #include "binary/writer_state.h"
 
@@ -147,6 +148,7 @@ VKStatus VKWriteClose(VKWriter &writer) {
       state.ownsFile = false;
       if (ok) {
         state.outputs->Finish(state.outputId);
+        if (state.hooks.record != nullptr) state.hooks.record->AddWritten(state.outputs->Target(state.outputId));
         // A writer of its own commits the file at once.
         if (state.ownOutputs) result = state.outputs->Commit();
       } else {

@@ -8,6 +8,7 @@
 #include "base/console.h"
 #include "base/file_names.h"
 #include "base/flags.h"
+#include "binary/vkprint.h"
 #include "chunk/encoding.h"
 #include "process/nodelist.h"
 #include "process/tags.h"
@@ -99,6 +100,7 @@ void VKInitWriteInfo(VKWriteInfo *info, const VKWriteRequest &request, uint32_t 
   CopyName(info->texturePath, request.texturePath);
   info->globalIndex = request.globalIndex;
   info->writer = writer;
+  info->record = request.hooks != nullptr ? request.hooks->record : nullptr;
   info->sourceKind = nodeList->scene ? nodeList->scene->kind : 0;
   info->chunkModel = chunkModel;
   info->chunkFlags = request.chunkFlags;

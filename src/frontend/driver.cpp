@@ -13,6 +13,7 @@
 #include "base/file_names.h"
 #include "base/flags.h"
 #include "base/output_files.h"
+#include "base/run_record.h"
 #include "base/status.h"
 #include "base/version.h"
 #include "basic/basic_writer.h"
@@ -20,6 +21,7 @@
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "chunk/chunk_writer.h"
+#include "frontend/depfile.h"
 #include "frontend/options.h"
 #include "process/nodelist.h"
 #include "reader/reader.h"
@@ -36,6 +38,12 @@ constexpr const char *kStarSpaces = "*                                          
 
 constexpr const char *kInputSuffix = ".vka";
 constexpr const char *kBackupSuffix = ".bk";
+
+// Build-pipeline options beside the option table: "-MF FILE" writes the run's
+// dependency file; "-strict" ends a run that printed an error or stopped with
+// status 1.
+constexpr const char *kDependencyFileOption = "-MF";
+constexpr const char *kStrictOption = "-strict";
 
 // ---- Input-kind test ----------------------------------------------------------
 
@@ -245,6 +253,9 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, c
   CopyName(options->outputName, options->inputName);
   if (!binary) {
     if (!PrepareBackup(outputs, options->inputName)) return VKReportedStatus(VKStatusCode::kCantBackup);
+    // After the run the model read is found under its backup's name.
+    if (hooks != nullptr && hooks->record != nullptr)
+      hooks->record->input = std::string(options->inputName) + kBackupSuffix;
     if (options->outputFlags & vkopt::kOutSeparateTexList) outputs.RemoveAtCommit(options->inputName);
   }
   if (chunkOutput) {
@@ -267,6 +278,37 @@ VKStatus RunBasicInput(ConvertOptions *options, bool chunkOutput, bool binary, c
                                &options->globalIndex, options->texturePath,     options->chunkFlags,
                                options->globalScale,  hooks,                    &outputs};
   return WriteAndCommit(route.writer, request, outputs);
+}
+
+// Takes the value of -MF out of the argument vector before the input argument
+// is chosen: its first character is overwritten with '-', as -gibase's is, so
+// that "vkconv -MF deps.d model.vka" converts model.vka. A value beginning
+// with '-' is taken for an option, not a name.
+VKStatus TakeDependencyFile(int argc, char **argv, std::string *name) {
+  const int at = FindOption(argc, argv, kDependencyFileOption, nullptr);
+  if (at < 0) return VKStatus{};
+  if (at + 1 >= argc || argv[at + 1][0] == '\0' || argv[at + 1][0] == '-')
+    return VKErrorStatus(VKStatusCode::kRefused, "Error : %s needs the name of the dependency file\n",
+                         kDependencyFileOption);
+  *name = argv[at + 1];
+  argv[at + 1][0] = '-';
+  return VKStatus{};
+}
+
+// After a run that wrote its output: the count of textures not converted
+// under -strict, and the dependency file of -MF, which names the model file
+// as it stands after the run (its backup when the output took its place).
+VKStatus FinishRun(const ConvertOptions &options, VKRunRecord *record, const std::string &dependencyFile,
+                   bool strict) {
+  if (strict && record->failedTextures > 0)
+    PrintError("Error : %d texture(s) could not be converted\n", record->failedTextures);
+  if (dependencyFile.empty()) return VKStatus{};
+  record->read.insert(record->read.begin(), record->input.empty() ? std::string(options.inputName) : record->input);
+  std::string why;
+  if (!VKWriteDependencyFile(dependencyFile.c_str(), *record, &why))
+    return VKErrorStatus(VKStatusCode::kCantWrite, "Error : Can't write dependency file %s: %s\n",
+                         dependencyFile.c_str(), why.c_str());
+  return VKStatus{};
 }
 
 // The run after the help and version requests.
@@ -429,11 +471,23 @@ VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks) {
   }
   const bool chunkOutput = FindOption(argc, argv, "-B", "-basic") < 0;
 
+  std::string dependencyFile;
+  if (VKStatus taken = TakeDependencyFile(argc, argv, &dependencyFile); !taken.ok()) return taken;
+  const bool strict = FindOption(argc, argv, kStrictOption, nullptr) >= 0;
+
+  // The writers tell the run's record of every file they commit.
+  VKRunRecord record;
+  VKWriterHooks runHooks = hooks != nullptr ? *hooks : VKWriterHooks{};
+  runHooks.record = &record;
+
+  // The stop message comes before the scope lets go of the run (which may
+  // put the input back and say so when that fails).
   ConvertOptions options;
   RunScope scope;
   VKStatus status;
   try {
-    status = RunWithInput(argc, argv, chunkOutput, &options, hooks);
+    status = RunWithInput(argc, argv, chunkOutput, &options, &runHooks);
+    if (status.ok()) status = FinishRun(options, &record, dependencyFile, strict);
   } catch (const VKOutOfMemory &failure) {
     status = failure.status();
   } catch (const std::bad_alloc &) {
@@ -444,6 +498,8 @@ VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks) {
 }
 
 int RunConverter(int argc, char **argv) {
-  RunConversion(argc, argv, nullptr);
-  return 0;
+  const bool strict = FindOption(argc, argv, kStrictOption, nullptr) >= 0;
+  const long errors = ErrorCount();
+  const VKStatus status = RunConversion(argc, argv, nullptr);
+  return strict && (!status.ok() || ErrorCount() > errors) ? 1 : 0;
 }

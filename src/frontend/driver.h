@@ -21,7 +21,11 @@ void PrintBanner(const char *command);
 // way out of the run (exceptions too) an input moved to its backup is put
 // back when no output was written, and the tracked allocations are released.
 // `hooks` reach the model writer's file operations (null: the standard ones).
-// The arguments that carry option values are overwritten in place.
+// The arguments that carry option values are overwritten in place. With
+// "-MF FILE" a run that wrote its output also writes its dependency file
+// (frontend/depfile.h); the value is taken out of the arguments before the
+// input argument is chosen, so it may stand anywhere.
 VKStatus RunConversion(int argc, char **argv, const VKWriterHooks *hooks = nullptr);
-// The program: RunConversion, then process status 0 after every stop.
+// The program: RunConversion, then process status 0 after every stop; with
+// "-strict", status 1 after a stop or when the run printed an error.
 int RunConverter(int argc, char **argv);

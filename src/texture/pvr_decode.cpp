@@ -111,6 +111,50 @@ const TypeInfo *FindType(uint8_t type) {
   return nullptr;
 }
 
+// Codebook entries of a small-VQ texture by side and mipmaps; 0 when refused.
+uint32_t SmallCodebookSize(int32_t side, bool mipmap) {
+  switch (side) {
+    case 16:
+      return 16;
+    case 32:
+      return mipmap ? 64 : 32;
+    case 64:
+      return mipmap ? 0 : 128;
+    default:
+      return 0;
+  }
+}
+
+uint32_t CodebookSize(const TypeInfo &type, int32_t side) {
+  return type.layout == Layout::kVQ ? 256 : SmallCodebookSize(side, type.mipmap);
+}
+
+// Bytes of texel data that a texture of this type and (accepted) size holds:
+// 16-bit texels, palette indices of 4 or 8 bits, or a VQ codebook of four
+// 16-bit texels an entry with one index byte per 2 x 2 block of every level
+// (and ten zero bytes after mipmapped data).
+size_t DataSize(const TypeInfo &type, int32_t width, int32_t height) {
+  const size_t texels = type.mipmap ? MipmapTexelCount(width) : static_cast<size_t>(width) * height;
+  switch (type.layout) {
+    case Layout::kPalette4:
+      return (texels + 1) / 2;
+    case Layout::kPalette8:
+      return texels;
+    case Layout::kVQ:
+    case Layout::kSmallVQ: {
+      size_t size = 8 * static_cast<size_t>(CodebookSize(type, width)) + (type.mipmap && width > 1 ? 10 : 0);
+      for (int32_t side = width; side >= 1; side /= 2) {
+        const size_t indexSide = side > 1 ? static_cast<size_t>(side) / 2 : 1;
+        size += indexSide * indexSide;
+        if (!type.mipmap) break;
+      }
+      return size;
+    }
+    default:
+      return 2 * texels;
+  }
+}
+
 std::vector<uint16_t> ReadWords(Bytes data, size_t first, size_t count) {
   std::vector<uint16_t> words(count);
   for (size_t i = 0; i < count; ++i) words[i] = static_cast<uint16_t>(pvr::Get16(&data[2 * (first + i)]));
@@ -120,8 +164,8 @@ std::vector<uint16_t> ReadWords(Bytes data, size_t first, size_t count) {
 // 16-bit texels, twiddled or in rows, with or without mipmaps.
 bool DecodeWords(const TypeInfo &type, Bytes data, PVR_Decoded *out, std::string *error) {
   const bool twiddled = type.layout == Layout::kTwiddled || type.layout == Layout::kTwiddledMipmap;
-  const size_t texels = type.mipmap ? MipmapTexelCount(out->width) : static_cast<size_t>(out->width) * out->height;
-  if (data.size() < 2 * texels) return Refuse(error, "texel data holds %zu bytes, %zu needed", data.size(), 2 * texels);
+  const size_t needed = DataSize(type, out->width, out->height);
+  if (data.size() < needed) return Refuse(error, "texel data holds %zu bytes, %zu needed", data.size(), needed);
   std::vector<LevelPlace> places = type.mipmap ? MipmapPlaces(out->width) : std::vector<LevelPlace>{{out->width, 0}};
   for (const LevelPlace &place : places) {
     const int32_t width = type.mipmap ? place.side : out->width;
@@ -177,7 +221,7 @@ bool DecodePalettized(const TypeInfo &type, Bytes data, Bytes paletteFile, PVR_D
                   out->pixelFormat);
   const bool fourBits = type.layout == Layout::kPalette4;
   const size_t texels = type.mipmap ? MipmapTexelCount(out->width) : static_cast<size_t>(out->width) * out->height;
-  const size_t bytes = fourBits ? (texels + 1) / 2 : texels;
+  const size_t bytes = DataSize(type, out->width, out->height);
   if (data.size() < bytes) return Refuse(error, "index data holds %zu bytes, %zu needed", data.size(), bytes);
   std::vector<uint8_t> stored(texels);
   for (size_t i = 0; i < texels; ++i)
@@ -204,19 +248,6 @@ bool DecodePalettized(const TypeInfo &type, Bytes data, Bytes paletteFile, PVR_D
 }
 
 // ---- VQ ------------------------------------------------------------------------------
-// Codebook entries of a small-VQ texture by side and mipmaps; 0 when refused.
-uint32_t SmallCodebookSize(int32_t side, bool mipmap) {
-  switch (side) {
-    case 16:
-      return 16;
-    case 32:
-      return mipmap ? 64 : 32;
-    case 64:
-      return mipmap ? 0 : 128;
-    default:
-      return 0;
-  }
-}
 
 // The codebook (entries of four 16-bit texels: top-left, bottom-left,
 // top-right, bottom-right), then one index image per level, smallest level
@@ -225,16 +256,12 @@ uint32_t SmallCodebookSize(int32_t side, bool mipmap) {
 bool DecodeVQ(const TypeInfo &type, Bytes data, PVR_Decoded *out, std::string *error) {
   const int32_t side = out->width;
   if (side < 2) return Refuse(error, "VQ texture of side %d is below 2", side);
-  const uint32_t codebook = type.layout == Layout::kVQ ? 256 : SmallCodebookSize(side, type.mipmap);
+  const uint32_t codebook = CodebookSize(type, side);
   if (codebook == 0)
     return Refuse(error, "small VQ texture of side %d%s has no codebook size", side,
                   type.mipmap ? " with mipmaps" : "");
   std::vector<LevelPlace> places = type.mipmap ? MipmapPlaces(side) : std::vector<LevelPlace>{{side, 0}};
-  size_t needed = 8 * static_cast<size_t>(codebook) + (places.size() > 1 ? 10 : 0);
-  for (LevelPlace &place : places) {
-    const int32_t indexSide = place.side > 1 ? place.side / 2 : 1;
-    needed += static_cast<size_t>(indexSide) * indexSide;
-  }
+  const size_t needed = DataSize(type, side, side);
   if (data.size() < needed) return Refuse(error, "VQ data holds %zu bytes, %zu needed", data.size(), needed);
 
   const std::vector<uint16_t> entries = ReadWords(data, 0, 4 * static_cast<size_t>(codebook));
@@ -295,6 +322,14 @@ bool FindTextureChunk(Bytes file, PVR_Decoded *out, Bytes *texture, std::string 
 }
 
 }  // namespace
+
+size_t PVR_TexelDataSize(uint32_t category, int32_t width, int32_t height) {
+  const TypeInfo *type = FindType(static_cast<uint8_t>(category >> 8));
+  if (type == nullptr || !PVR_IsSide(width) || !PVR_IsSide(height) || (type->square && width != height)) return 0;
+  if ((type->layout == Layout::kVQ || type->layout == Layout::kSmallVQ) && (width < 2 || CodebookSize(*type, width) == 0))
+    return 0;
+  return DataSize(*type, width, height);
+}
 
 bool PVR_IsPalettized(uint8_t textureType) { return textureType >= pvr::kTypePal4 && textureType <= pvr::kTypePal8Mip; }
 

@@ -24,6 +24,7 @@
 // refused with a text naming the reason.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -44,6 +45,11 @@ struct PVR_Decoded {
 
 // True for the texture types whose colours are in a palette file.
 bool PVR_IsPalettized(uint8_t textureType);
+
+// Bytes of texel data (after the category word, width and height) that a
+// texture of this category and size holds, as the encoders write it; 0 for a
+// type or size the decoder refuses.
+size_t PVR_TexelDataSize(uint32_t category, int32_t width, int32_t height);
 
 // Decodes the PVR file `file`; `palette` is the palette file's bytes and is
 // only read for palettized types. Returns false with the reason in *error.

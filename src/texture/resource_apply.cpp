@@ -20,8 +20,9 @@ VKResDB *OpenBeside(const char *picname) {
 
 }  // namespace
 
-int PVR_ApplyResource(PVR_Settings *settings, const char *picname) {
+int PVR_ApplyResource(PVR_Settings *settings, const char *picname, std::string *opened) {
   VKResDB *db = OpenBeside(picname);
+  if (opened != nullptr) *opened = db != nullptr ? db->path : "";
   if (db == nullptr) return 0;
   VKResLoad(db);  // a load that stopped on an error still answers for what it read
   int status;

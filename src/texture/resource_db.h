@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "texture/texture_types.h"
 
@@ -145,5 +146,6 @@ void VKResClose(VKResDB *db);
 // Applies the first "TextureTex" record of the database beside picname (as
 // named, else "./" and its base name) to the settings, printing
 // "[FIND RESOURCE] " and, for a locked record, "[PVR LOCK] ". Returns 1 when a
-// record was found, 0 otherwise.
-int PVR_ApplyResource(PVR_Settings *settings, const char *picname);
+// record was found, 0 otherwise. `opened`, when given, receives the path of
+// the database that was read (empty when there is none).
+int PVR_ApplyResource(PVR_Settings *settings, const char *picname, std::string *opened = nullptr);

@@ -12,11 +12,13 @@
 #include "base/console.h"
 #include "base/file_names.h"
 #include "base/flags.h"
+#include "base/run_record.h"
 #include "binary/vkprint.h"
 #include "binary/write_info.h"
 #include "process/nodelist.h"
 #include "process/optimize.h"
 #include "scene/records.h"
+#include "texture/image_read.h"
 #include "texture/pvr_header.h"
 #include "texture/resource_db.h"
 #include "texture/section_archive.h"
@@ -149,22 +151,46 @@ class Section {
       if (texture && texture->maskname) settings_.bmpAlphaName = settings_.pixMaskName = texture->maskname;
       settings_.outputDirectory = DirectoryOf(info_->outputName);
       settings_.globalIndex = (*counter_)++;
+      bool converted = false;
+      std::string database;
       if (pvrPath.size() >= static_cast<size_t>(kNameSize)) {
         PrintError("Error : File name too long (at most %d characters): %s\n", kNameSize - 1, pvrPath.c_str());
         settings_.info = PVR_FreshTexInfo();
       } else {
-        PVR_ApplyResource(&settings_, picname);
-        PVR_ConvertTexture(&settings_);
+        PVR_ApplyResource(&settings_, picname, &database);
+        converted = PVR_ConvertTexture(&settings_) != 0;
       }
       result = settings_.info;
+      RecordConversion(database, pvrPath, result, converted);
     } else {
       PVR_ReadHeaderInfo(pvrPath.c_str(), &result);
       PrintInfo("File %s(%dx%d) [SKIP] \n", pvrPath.c_str(), result.width, result.height);
+      if (info_->record) info_->record->AddRead(pvrPath);
     }
     StoreInRecords(entry.number, result);
     WriteLine(entry, TextureName(picname), InfoComment(result, settings_));
     if (archive_) archive_->AddTextureName(picname);
     settings_ = snapshot;
+  }
+
+  // What a conversion read (the source image where it was found, the
+  // translucent bitmap or mask, the resource database when there is one) and
+  // wrote (the PVR file, and the palette file of a palettized texture), for
+  // the run's dependency file; a texture not converted is counted.
+  void RecordConversion(const std::string &database, const std::string &pvrPath, const PVR_TexInfo &result,
+                        bool converted) {
+    VKRunRecord *record = info_->record;
+    if (record == nullptr) return;
+    if (!converted) ++record->failedTextures;
+    record->AddRead(result.foundPath);
+    record->AddRead(database);
+    for (const std::string *alpha : {&settings_.bmpAlphaName, &settings_.pixMaskName}) {
+      if (!alpha->empty() && FileExists(alpha->c_str())) record->AddRead(*alpha);
+    }
+    if (!converted) return;
+    record->AddWritten(pvrPath);
+    if (result.textureFormat == kTexFormatPal4 || result.textureFormat == kTexFormatPal8)
+      record->AddWritten(PVR_WithSuffix(pvrPath.c_str(), ".pvp"));
   }
 
   // Every texture record of the unique texture (all materials that use the

@@ -26,6 +26,7 @@
 
 #include "support/test_support.h"
 #include "support/vka_gen.h"
+#include "texture/image_files.h"
 
 extern char **environ;
 
@@ -262,6 +263,7 @@ TEST(FileSafety, NamesTooLongForTheFileSystemAreRefusedFirst) {
     SCOPED_TRACE(std::to_string(c.stem) + (c.options.empty() ? "" : " " + c.options.back()));
     ScratchDir dir;
     ASSERT_TRUE(WriteVka(dir.file(stem + ".vka"), Model(2)));
+    ASSERT_TRUE(teximg::WriteBytes(dir.file("tex0.bmp"), teximg::Bmp(teximg::RandomImage(8, 8, 1, false))));
     const auto before = Snapshot(dir.path());
     std::vector<std::string> args = {stem};
     args.insert(args.end(), c.options.begin(), c.options.end());

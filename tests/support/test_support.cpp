@@ -60,10 +60,14 @@ std::string Quote(const std::string &text) {
 }  // namespace
 
 RunResult RunVkconv(const std::vector<std::string> &args, const std::string &cwd) {
+  return RunProgram(VkconvPath(), args, cwd);
+}
+
+RunResult RunProgram(const std::string &program, const std::vector<std::string> &args, const std::string &cwd) {
   ScratchDir capture;
   // Built with append: g++ 12 warns falsely on literal + string at -O3.
   std::string command;
-  command.append("cd ").append(Quote(cwd)).append(" && ").append(Quote(VkconvPath()));
+  command.append("cd ").append(Quote(cwd)).append(" && ").append(Quote(program));
   for (const std::string &arg : args) command.append(" ").append(Quote(arg));
   command.append(" >").append(Quote(capture.file("out")));
   command.append(" 2>").append(Quote(capture.file("err"))).append(" </dev/null");

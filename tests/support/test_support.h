@@ -34,6 +34,8 @@ struct RunResult {
 
 // Runs the built vkconv with the arguments in the folder `cwd`.
 RunResult RunVkconv(const std::vector<std::string> &args, const std::string &cwd);
+// Runs `program` (a path) with the arguments in the folder `cwd`.
+RunResult RunProgram(const std::string &program, const std::vector<std::string> &args, const std::string &cwd);
 
 // Path of the built program and of the source tree.
 std::string VkconvPath();

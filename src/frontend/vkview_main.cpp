@@ -1,0 +1,5 @@
+// vkview: draws PVR textures and PVM archives as PNG pictures (see the usage
+// text).
+#include "frontend/view.h"
+
+int main(int argc, char **argv) { return RunViewer(argc, argv); }
