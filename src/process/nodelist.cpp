@@ -4,8 +4,10 @@
 #include "process/nodelist.h"
 
 #include <cmath>
+#include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -341,6 +343,42 @@ uint32_t PrintConversionTag(uint32_t optionbits) {
   return optionbits & vkopt::kModelAllToTri;
 }
 
+// Every label of a model file is formed from a node's name, so two nodes of
+// one name would define one label twice: the ASCII file would not compile
+// and the binary file's pointers would all reach the last record of that
+// name. A node whose name an earlier node already has (objects named outside
+// the file's prefix all become the default name, a shared child chain is
+// expanded into copies) gets "_<n>" added, the smallest n from 2 that no
+// node is named. One warning names the first.
+void MakeNodeNamesUnique(ScNodeList *list) {
+  std::unordered_set<std::string_view> taken;
+  for (int i = 0; i < list->node_n; i++) taken.insert(list->slist[i]->node->name);
+  std::unordered_set<std::string_view> seen;
+  std::unordered_map<std::string_view, int> next;
+  std::vector<std::string> kept;  // the old and new names of the first renamed node
+  int renamed = 0;
+  for (int i = 0; i < list->node_n; i++) {
+    ScNode *node = list->slist[i];
+    const std::string_view name = node->node->name;
+    if (seen.insert(name).second) continue;
+    int &n = next.try_emplace(name, 2).first->second;
+    std::string unique;
+    do {
+      unique = std::string(name) + "_" + std::to_string(n++);
+    } while (taken.count(unique) != 0);
+    char *copy = ScVStrdup(unique.c_str());
+    if (renamed++ == 0) kept = {std::string(name), unique};
+    node->node->name = copy;
+    node->name = copy;
+    taken.insert(copy);
+    seen.insert(copy);
+  }
+  if (renamed > 0) {
+    PrintWarning("Warning : %d object(s) have the name of an earlier object; a number is added to each (%s is written as %s)\n",
+                 renamed, kept[0].c_str(), kept[1].c_str());
+  }
+}
+
 }  // namespace
 
 VKStatus ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionbits2, uint32_t stripbits,
@@ -391,6 +429,7 @@ VKStatus ScGetNodeList(ScObject *scene, uint32_t optionbits, uint32_t optionbits
   list->depth = 0;
 
   DetectInstances(list);
+  MakeNodeNamesUnique(list);
 
   const uint32_t conversion = PrintConversionTag(list->optionbits);
   for (int i = 0; i < list->node_n; i++) {
