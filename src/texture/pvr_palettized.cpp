@@ -8,6 +8,7 @@
 #include "texture/pvr_encode.h"
 #include "texture/pvr_format.h"
 #include "texture/pvr_texels.h"
+#include "texture/texture_io.h"
 
 namespace {
 
@@ -108,6 +109,17 @@ bool CheckPalettized(const PVR_Settings &settings, const PVR_Palette &palette, c
   return true;
 }
 
+// The temporary of one of the two files, with the messages of a whole write.
+bool WriteTemporary(const char *name, const std::vector<uint8_t> &bytes) {
+  if (name[0] == '\0') {
+    PrintError("Error : No pvr filename given\n");
+    return false;
+  }
+  if (PVR_WriteTemporaryFile(name, bytes)) return true;
+  PrintError("Error : Can't write file %s\n", name);
+  return false;
+}
+
 }  // namespace
 
 bool PVR_EncodePalettized(PVR_Settings *settings, const PVR_Palette &palette, const PVR_PalImage &image) {
@@ -130,9 +142,24 @@ bool PVR_EncodePalettized(PVR_Settings *settings, const PVR_Palette &palette, co
                  settings->globalIndex, true, static_cast<uint32_t>(indices.size()));
     file.insert(file.end(), indices.begin(), indices.end());
 
-    if (!WriteFile(paletteName, paletteFile)) return false;
+    // Both files are written to temporaries first and go into place only
+    // together: a failure keeps the older pair, never a new palette beside
+    // an old texture.
+    if (!WriteTemporary(paletteName, paletteFile)) return false;
     PrintInfo("\nConvert BMP to PVP\n");
-    if (!WriteFile(textureName, file)) return false;
+    if (!WriteTemporary(textureName, file)) {
+      PVR_DiscardTemporaryFile(paletteName);
+      return false;
+    }
+    if (!PVR_CommitTemporaryFile(paletteName)) {
+      PVR_DiscardTemporaryFile(textureName);
+      PrintError("Error : Can't write file %s\n", paletteName);
+      return false;
+    }
+    if (!PVR_CommitTemporaryFile(textureName)) {
+      PrintError("Error : Can't write file %s\n", textureName);
+      return false;
+    }
     PrintInfo("Convert BMP to PVR\n");
   } catch (const std::bad_alloc &) {
     PrintWarning("Warning : Error Memory Allocation!!.\n");

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/console.h"
+#include "base/output_files.h"
 
 namespace {
 
@@ -14,6 +15,8 @@ std::string Format(const char *format, va_list args) {
   std::vsnprintf(buffer, sizeof buffer, format, args);
   return buffer;
 }
+
+std::string TemporaryOf(const char *path) { return std::string(path) + kTemporarySuffix; }
 
 }  // namespace
 
@@ -33,15 +36,27 @@ void PVR_ShowStarred(const char *format, ...) {
   PrintInfo("\n*** %s ***\n", text.c_str());
 }
 
-bool PVR_WriteWholeFile(const char *path, const std::vector<uint8_t> &bytes) {
-  std::string temporary = std::string(path) + ".tmp~";
+bool PVR_WriteTemporaryFile(const char *path, const std::vector<uint8_t> &bytes) {
+  const std::string temporary = TemporaryOf(path);
   FILE *file = std::fopen(temporary.c_str(), "wb");
   if (file == nullptr) return false;
   bool ok = bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   if (std::fclose(file) != 0) ok = false;
-  if (ok && std::rename(temporary.c_str(), path) != 0) ok = false;
   if (!ok) std::remove(temporary.c_str());
   return ok;
+}
+
+bool PVR_CommitTemporaryFile(const char *path) {
+  const std::string temporary = TemporaryOf(path);
+  if (std::rename(temporary.c_str(), path) == 0) return true;
+  std::remove(temporary.c_str());
+  return false;
+}
+
+void PVR_DiscardTemporaryFile(const char *path) { std::remove(TemporaryOf(path).c_str()); }
+
+bool PVR_WriteWholeFile(const char *path, const std::vector<uint8_t> &bytes) {
+  return PVR_WriteTemporaryFile(path, bytes) && PVR_CommitTemporaryFile(path);
 }
 
 bool PVR_ReadWholeFile(const char *path, std::vector<uint8_t> *bytes) {

@@ -246,6 +246,13 @@ TEST(EncodeRefusals, FailedWritesKeepTheOlderFile) {
   EXPECT_FALSE(PVR_EncodePalettized(&settings, PVR_Palette{}, PVR_PalImage{8, 8, 8, std::vector<uint8_t>(64)}));
   EXPECT_FALSE(Exists(dir.file("p.pvr")) || Exists(dir.file("p.pvp")));
   EXPECT_EQ(console.info.text(), "");
+  // The texture file fails after its palette was written: the older pair stays.
+  std::filesystem::create_directory(dir.file("q.pvr.tmp~"));
+  ASSERT_TRUE(vktest::WriteFile(dir.file("q.pvp"), "old palette") && vktest::WriteFile(dir.file("q.pvr"), "old"));
+  settings = SettingsFor(dir.file("q.pvr"), kPixRGB565);
+  EXPECT_FALSE(PVR_EncodePalettized(&settings, PVR_Palette{}, PVR_PalImage{8, 8, 8, std::vector<uint8_t>(64)}));
+  EXPECT_EQ(ReadFile(dir.file("q.pvp")) + ReadFile(dir.file("q.pvr")), "old paletteold");
+  EXPECT_FALSE(Exists(dir.file("q.pvp.tmp~")));
 }
 
 }  // namespace
