@@ -2,11 +2,11 @@
 // each texture and palette given back as the file it was made from.
 #include "texture/pvm_read.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 #include "base/flags.h"
+#include "texture/decode_refusal.h"
 #include "texture/pvr_decode.h"
 #include "texture/pvr_format.h"
 
@@ -14,23 +14,8 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-bool Refuse(std::string *error, const char *format, ...) __attribute__((format(printf, 2, 3)));
-bool Refuse(std::string *error, const char *format, ...) {
-  char text[256];
-  va_list args;
-  va_start(args, format);
-  std::vsnprintf(text, sizeof text, format, args);
-  va_end(args);
-  if (error != nullptr) *error = text;
-  return false;
-}
-
-// A chunk name for messages, unprintable bytes as '?'.
-std::string NameText(const uint8_t *name) {
-  std::string text;
-  for (int i = 0; i < 4; ++i) text += name[i] >= 0x20 && name[i] < 0x7F ? static_cast<char>(name[i]) : '?';
-  return text;
-}
+using pvr_decode::NameText;
+using pvr_decode::Refuse;
 
 constexpr size_t kEntryNameSize = 28;
 constexpr uint32_t kNoIndex = 0xFFFFFFFF;

@@ -5,17 +5,12 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "texture/decode_refusal.h"
 #include "texture/pvr_decode_colour.h"
 #include "texture/pvr_format.h"
 
-namespace {
+namespace pvr_decode {
 
-using pvr_decode::EntryToTexel;
-using pvr_decode::IsWordFormat;
-using pvr_decode::WordsToImage;
-using Bytes = std::span<const uint8_t>;
-
-bool Refuse(std::string *error, const char *format, ...) __attribute__((format(printf, 2, 3)));
 bool Refuse(std::string *error, const char *format, ...) {
   char text[256];
   va_list args;
@@ -26,12 +21,23 @@ bool Refuse(std::string *error, const char *format, ...) {
   return false;
 }
 
-// A chunk name for messages, unprintable bytes as '?'.
 std::string NameText(const uint8_t *name) {
   std::string text;
   for (int i = 0; i < 4; ++i) text += name[i] >= 0x20 && name[i] < 0x7F ? static_cast<char>(name[i]) : '?';
   return text;
 }
+
+}  // namespace pvr_decode
+
+namespace {
+
+using pvr_decode::EntryToTexel;
+using pvr_decode::IsWordFormat;
+using pvr_decode::WordsToImage;
+using Bytes = std::span<const uint8_t>;
+
+using pvr_decode::NameText;
+using pvr_decode::Refuse;
 
 // ---- Layouts ------------------------------------------------------------------
 // A row-order image of width x height from values stored twiddled: a square as

@@ -109,17 +109,6 @@ bool CheckPalettized(const PVR_Settings &settings, const PVR_Palette &palette, c
   return true;
 }
 
-// The temporary of one of the two files, with the messages of a whole write.
-bool WriteTemporary(const char *name, const std::vector<uint8_t> &bytes) {
-  if (name[0] == '\0') {
-    PrintError("Error : No pvr filename given\n");
-    return false;
-  }
-  if (PVR_WriteTemporaryFile(name, bytes)) return true;
-  PrintError("Error : Can't write file %s\n", name);
-  return false;
-}
-
 }  // namespace
 
 bool PVR_EncodePalettized(PVR_Settings *settings, const PVR_Palette &palette, const PVR_PalImage &image) {
@@ -145,9 +134,9 @@ bool PVR_EncodePalettized(PVR_Settings *settings, const PVR_Palette &palette, co
     // Both files are written to temporaries first and go into place only
     // together: a failure keeps the older pair, never a new palette beside
     // an old texture.
-    if (!WriteTemporary(paletteName, paletteFile)) return false;
+    if (!WriteFile(paletteName, paletteFile, true)) return false;
     PrintInfo("\nConvert BMP to PVP\n");
-    if (!WriteTemporary(textureName, file)) {
+    if (!WriteFile(textureName, file, true)) {
       PVR_DiscardTemporaryFile(paletteName);
       return false;
     }

@@ -100,12 +100,12 @@ void AppendWords(std::vector<uint8_t> &out, const std::vector<uint16_t> &words) 
   }
 }
 
-bool WriteFile(const char *name, const std::vector<uint8_t> &bytes) {
+bool WriteFile(const char *name, const std::vector<uint8_t> &bytes, bool temporaryOnly) {
   if (name[0] == '\0') {
     PrintError("Error : No pvr filename given\n");
     return false;
   }
-  if (PVR_WriteWholeFile(name, bytes)) return true;
+  if (temporaryOnly ? PVR_WriteTemporaryFile(name, bytes) : PVR_WriteWholeFile(name, bytes)) return true;
   PrintError("Error : Can't write file %s\n", name);
   return false;
 }

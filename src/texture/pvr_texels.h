@@ -50,9 +50,10 @@ std::vector<uint8_t> FileHead(uint32_t category, int32_t width, int32_t height, 
 // Appends words little-endian.
 void AppendWords(std::vector<uint8_t> &out, const std::vector<uint16_t> &words);
 
-// Writes `bytes` as the whole file `name`; prints an error naming the file
+// Writes `bytes` as the whole file `name` (or, with temporaryOnly, only its
+// temporary, for PVR_CommitTemporaryFile); prints an error naming the file
 // when that fails.
-bool WriteFile(const char *name, const std::vector<uint8_t> &bytes);
+bool WriteFile(const char *name, const std::vector<uint8_t> &bytes, bool temporaryOnly = false);
 
 // True when every texel of the image is there (4 bytes each).
 bool HasTexels(const PVR_Image &image);
