@@ -41,10 +41,7 @@ namespace fs = std::filesystem;
 // Runs the program as a child in `cwd`, its standard error a pipe (no
 // file-size limit applies to it), with a file-size limit (bytes, -1: none)
 // and, when the tests run as root, as nobody so that folder modes hold.
-struct Child {
-  pid_t pid = -1;
-  int err = -1;
-};
+struct Child { pid_t pid = -1; int err = -1; };
 
 Child StartVkconv(const std::vector<std::string> &args, const std::string &cwd, long fileSizeLimit = -1,
                   bool unprivileged = false) {

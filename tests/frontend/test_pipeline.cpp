@@ -26,10 +26,7 @@ using namespace vktest;
 namespace fs = std::filesystem;
 
 TEST(DependencyFile, TextWorkedByHand) {
-  const struct {
-    std::vector<std::string> read, written;
-    std::string text;
-  } cases[] = {
+  const struct { std::vector<std::string> read, written; std::string text; } cases[] = {
       {{"m.vka.bk"}, {"m.vka"}, "m.vka: \\\n m.vka.bk\n\nm.vka.bk:\n"},
       {{"m.vka", "tex/a.bmp", "m.vka"}, {"m.vk", "tex/a.pvr"},
        "m.vk tex/a.pvr: \\\n m.vka \\\n tex/a.bmp\n\nm.vka:\n\ntex/a.bmp:\n"},
@@ -86,10 +83,7 @@ TEST(DependencyFile, EveryRouteEndToEnd) {
     all.insert(all.end(), sources.begin(), sources.end());
     return all;
   };
-  const struct {
-    std::vector<std::string> args;
-    std::string deps;
-  } cases[] = {
+  const struct { std::vector<std::string> args; std::string deps; } cases[] = {
       {{"-MF", "m.d", "m.vka"}, Deps("checker.pvr stripes.pvr m.vka", with("m.vka.bk"))},
       {{"m.vka", "-MF", "m.d", "-bin"}, Deps("checker.pvr stripes.pvr m.vk", with("m.vka"))},
       {{"m", "-B", "-MF", "m.d"}, Deps("checker.pvr stripes.pvr m.vka", with("m.vka.bk"))},

@@ -48,13 +48,7 @@ ScMesh *FourFaces() {
 
 // The strip count, statistics, warnings and vertex lists the strips draw;
 // `wrong` counts drawn triangles that are not their polygon with its winding.
-struct Outcome {
-  int strips;
-  VKStripOptions options;
-  std::string warnings;
-  Polygons drawn;
-  int wrong;
-};
+struct Outcome { int strips; VKStripOptions options; std::string warnings; Polygons drawn; int wrong; };
 
 // The joining rule: the two triangles must run their shared edge in opposite
 // directions, or (the literal test, oracle of consistent meshes) either way.
