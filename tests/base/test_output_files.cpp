@@ -69,6 +69,11 @@ TEST(OutputSet, WhatACommitLeaves) {
     bool commit;
     VKStatusCode code;
     Files after;
+    // 't': stale temporaries of a killed run are links to the input (they
+    // must be replaced, not written through); 'b': a run stopped right after
+    // its backup took its name left the backup a link to the input (a rename
+    // of the new backup onto it leaves both names: the commit removes it).
+    char links = 0;
   } cases[] = {
       {"replace the input", {}, true, {"in"}, false, false, true, VKStatusCode::kOk, {{"in", "new in"}, {"in.bk", "input"}}},
       {"copy where there are no links", {nullptr, NoLink}, true, {"in"}, false, false, true, VKStatusCode::kOk,
@@ -88,6 +93,10 @@ TEST(OutputSet, WhatACommitLeaves) {
        {{"in.bk", "input"}, {"in.vad", "new in.vad"}}},
       {"binary beside the input", {}, false, {"in.vk"}, false, false, true, VKStatusCode::kOk,
        {{"in", "input"}, {"in.bk", "older"}, {"in.vk", "new in.vk"}}},
+      {"stale temporaries", {}, true, {"in"}, false, false, true, VKStatusCode::kOk,
+       {{"in", "new in"}, {"in.bk", "input"}}, 't'},
+      {"backup already a link", {}, true, {"in"}, false, false, true, VKStatusCode::kOk,
+       {{"in", "new in"}, {"in.bk", "input"}}, 'b'},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
@@ -96,6 +105,11 @@ TEST(OutputSet, WhatACommitLeaves) {
     ASSERT_TRUE(WriteFile(input, "input"));
     ASSERT_TRUE(WriteFile(dir.file("in.bk"), "older"));
     chmod(input.c_str(), 0640);
+    if (c.links == 't') {
+      ASSERT_EQ(link(input.c_str(), (input + kTemporarySuffix).c_str()), 0);
+      ASSERT_EQ(link(input.c_str(), (input + ".bk" + kTemporarySuffix).c_str()), 0);
+    }
+    if (c.links == 'b') ASSERT_TRUE(fs::remove(input + ".bk") && link(input.c_str(), (input + ".bk").c_str()) == 0);
     VKStatus status;
     Capture capture(ErrorStream, SetErrorStream);
     {
@@ -110,6 +124,7 @@ TEST(OutputSet, WhatACommitLeaves) {
         if (!finish) outputs.Discard(static_cast<int>(i));
       }
       EXPECT_EQ(Snapshot(dir.path()).count("in.bk"), 1u);
+      EXPECT_EQ(ReadFile(input), "input");
       if (c.commit) status = outputs.Commit();
     }
     EXPECT_EQ(status.code, c.code);
@@ -122,42 +137,6 @@ TEST(OutputSet, WhatACommitLeaves) {
       ASSERT_EQ(stat(dir.file("in.bk").c_str(), &info), 0);
       EXPECT_EQ(info.st_mode & 07777, 0640u);
     }
-  }
-}
-
-// A run killed outright leaves its temporaries; the next one must not write
-// through them: a stale temporary that is a link to the input is replaced,
-// not truncated.
-TEST(OutputSet, StaleTemporariesAreReplacedNotWrittenThrough) {
-  ScratchDir dir;
-  const std::string input = dir.file("in");
-  ASSERT_TRUE(WriteFile(input, "input"));
-  ASSERT_EQ(link(input.c_str(), (input + kTemporarySuffix).c_str()), 0);
-  ASSERT_EQ(link(input.c_str(), (input + ".bk" + kTemporarySuffix).c_str()), 0);
-  {
-    VKOutputSet outputs;
-    ASSERT_TRUE(outputs.PrepareBackup(input, input + ".bk"));
-    WriteOutput(outputs, input);
-    EXPECT_EQ(ReadFile(input), "input");
-    EXPECT_TRUE(outputs.Commit().ok());
-  }
-  EXPECT_EQ(Snapshot(dir.path()), (Files{{"in", "new in"}, {"in.bk", "input"}}));
-}
-
-// A run stopped right after its backup took its name leaves the backup as a
-// link to the input; the next run's backup is then the same file under a
-// third name, which a rename leaves in place: the commit removes it.
-TEST(OutputSet, BackupThatIsAlreadyALinkToTheInput) {
-  ScratchDir dir;
-  const std::string input = dir.file("in");
-  ASSERT_TRUE(WriteFile(input, "input"));
-  ASSERT_EQ(link(input.c_str(), (input + ".bk").c_str()), 0);
-  {
-    VKOutputSet outputs;
-    ASSERT_TRUE(outputs.PrepareBackup(input, input + ".bk"));
-    WriteOutput(outputs, input);
-    EXPECT_TRUE(outputs.Commit().ok());
-    EXPECT_EQ(Snapshot(dir.path()), (Files{{"in", "new in"}, {"in.bk", "input"}}));
   }
 }
 
@@ -241,10 +220,7 @@ TEST(OutputSet, NameLimitsOfTheFileSystem) {
   ScratchDir dir;
   std::string longPath = dir.path();
   while (longPath.size() < PATH_MAX) longPath += "/" + std::string(200, 'p');
-  const struct {
-    std::string name;
-    long limit, length;
-  } cases[] = {
+  const struct { std::string name; long limit, length; } cases[] = {
       {dir.file(std::string(255, 'a')), 0, 255},
       {dir.file(std::string(256, 'a')), 255, 256},
       {std::string(255, 'a'), 0, 255},  // in the current folder

@@ -1,25 +1,32 @@
 // Build-pipeline options of vkconv: the dependency file (-MF) worked by hand
 // for each route, its place among the arguments, its escaping and its
-// failures; the -strict status.
+// failures; the -strict status; every route run twice in the same folder
+// writes the same bytes.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "base/run_record.h"
 #include "frontend/depfile.h"
 #include "support/test_support.h"
+#include "support/vka_gen.h"
+#include "texture/image_files.h"
+
+// The cases name only the generator settings they change.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 namespace {
 
 using namespace vktest;
+namespace fs = std::filesystem;
 
 TEST(DependencyFile, TextWorkedByHand) {
-  const struct {
-    std::vector<std::string> read, written;
-    std::string text;
-  } cases[] = {
+  const struct { std::vector<std::string> read, written; std::string text; } cases[] = {
       {{"m.vka.bk"}, {"m.vka"}, "m.vka: \\\n m.vka.bk\n\nm.vka.bk:\n"},
       {{"m.vka", "tex/a.bmp", "m.vka"}, {"m.vk", "tex/a.pvr"},
        "m.vk tex/a.pvr: \\\n m.vka \\\n tex/a.bmp\n\nm.vka:\n\ntex/a.bmp:\n"},
@@ -76,10 +83,7 @@ TEST(DependencyFile, EveryRouteEndToEnd) {
     all.insert(all.end(), sources.begin(), sources.end());
     return all;
   };
-  const struct {
-    std::vector<std::string> args;
-    std::string deps;
-  } cases[] = {
+  const struct { std::vector<std::string> args; std::string deps; } cases[] = {
       {{"-MF", "m.d", "m.vka"}, Deps("checker.pvr stripes.pvr m.vka", with("m.vka.bk"))},
       {{"m.vka", "-MF", "m.d", "-bin"}, Deps("checker.pvr stripes.pvr m.vk", with("m.vka"))},
       {{"m", "-B", "-MF", "m.d"}, Deps("checker.pvr stripes.pvr m.vka", with("m.vka.bk"))},
@@ -141,7 +145,7 @@ TEST(DependencyFile, FailuresAndStrictStatus) {
     SCOPED_TRACE(c.args[0] + " " + (c.args.size() > 1 ? c.args[1] : "") + " " + (c.args.size() > 2 ? c.args[2] : ""));
     ScratchDir dir;
     CopySample(dir.path());
-    if (c.noChecker) std::filesystem::remove(dir.file("checker.bmp"));
+    if (c.noChecker) fs::remove(dir.file("checker.bmp"));
     const RunResult run = RunVkconv(c.args, dir.path());
     EXPECT_EQ(run.status, c.status);
     if (!c.errorLine.empty()) {
@@ -157,9 +161,80 @@ TEST(DependencyFile, FailuresAndStrictStatus) {
   // Without its source the texture is neither read nor written.
   ScratchDir dir;
   CopySample(dir.path());
-  std::filesystem::remove(dir.file("checker.bmp"));
+  fs::remove(dir.file("checker.bmp"));
   EXPECT_EQ(RunVkconv({"m.vka", "-MF", "m.d"}, dir.path()).status, 0);
   EXPECT_EQ(ReadFile(dir.file("m.d")), Deps("stripes.pvr m.vka", {"m.vka.bk", "stripes.tga", "stripes.nre"}));
+}
+
+using Files = std::map<std::string, std::string>;
+
+Files Snapshot(const std::string &folder) {
+  Files files;
+  for (const auto &entry : fs::recursive_directory_iterator(folder))
+    if (entry.is_regular_file()) files[fs::relative(entry.path(), folder).string()] = ReadFile(entry.path().string());
+  return files;
+}
+
+// The bundled samples with their textures, and a generated model of many
+// objects, mesh kinds and materials whose four textures (24-bit BMP, a
+// pattern in every channel) are converted as VQ (both algorithms, with
+// dither), small VQ and rectangle by their resource databases.
+void CopyInputs(const std::string &folder) {
+  for (const auto &entry : fs::directory_iterator(SourceDir() + "/examples"))
+    if (entry.is_regular_file()) fs::copy_file(entry.path(), fs::path(folder) / entry.path().filename());
+  using enum VkaMesh;
+  ASSERT_TRUE(WriteVka(folder + "/gen.vka", {.baseName = "gen", .objects = 9, .gridWidth = 7, .gridHeight = 5,
+                                             .meshKinds = {kTriangles, kQuads, kPolygons, kStrips, kReverseStrips},
+                                             .polyNormals = true, .materials = 4, .textures = 4}));
+  const struct { int width, height; const char *settings; } textures[] = {  // fields in the record's order
+      {64, 64, "Fromat auto\nCategory VQ\n"},
+      {64, 64, "Fromat auto\nCategory VQ\nMipmap on\nDither on\nAlphaDither off\nGlobalIndex -1\n"
+               "paletteBank -1\nVQMode VQ3\n"},
+      {32, 32, "Fromat auto\nCategory SMALLVQ\nMipmap off\n"},
+      {64, 32, "Fromat ARGB1555\nCategory rectangle\nMipmap off\nDither on\n"}};
+  for (int i = 0; i < 4; ++i) {
+    const std::string name = folder + "/tex" + std::to_string(i);
+    ASSERT_TRUE(WriteFile(name + ".bmp", teximg::Bmp(teximg::MakeImage(textures[i].width, textures[i].height, [](int x, int y) {
+      return std::array<int, 4>{255, x * 4 + y, y * 4, (x ^ y) * 8};
+    }))));
+    ASSERT_TRUE(WriteFile(name + ".nre", "Chunk TextureTex 0 1 0 0\n! 0 tex" + std::to_string(i) + "\n" +
+                                             textures[i].settings));
+  }
+}
+
+// Nothing time- or address-dependent reaches a file.
+TEST(Determinism, EveryRouteWritesTheSameBytesTwice) {
+  const std::vector<std::vector<std::string>> routes = {
+      {"sample.vka"}, {"sample.vka", "-bin"}, {"sample.vka", "-septex"}, {"sample.vka", "-septex", "-bin"},
+      {"sample.vka", "-B"}, {"sample.vka", "-B", "-bin"}, {"sample.vka", "-outpvm", "-forcetex"},
+      {"crate.vka", "-MF", "crate.d", "-strict"}, {"gen.vka", "-S", "-D8", "-uvh"},
+      {"gen.vka", "-septex", "-MF", "gen.d"}, {"gen.vka", "-bin", "-co34", "-VNX"}, {"gen.vka", "-B", "-G", "-rmb"},
+      {"gen.vka", "-bindebug"},
+  };
+  ScratchDir dir;
+  for (const std::vector<std::string> &route : routes) {
+    SCOPED_TRACE(route[0] + " " + route.back());
+    Files runs[2];
+    for (Files &files : runs) {
+      for (const auto &entry : fs::directory_iterator(dir.path())) fs::remove_all(entry.path());
+      CopyInputs(dir.path());
+      const Files inputs = Snapshot(dir.path());
+      EXPECT_EQ(RunVkconv(route, dir.path()).status, 0);
+      // The Chunk-model file of the default route goes on to the binary route.
+      if (route.size() == 1) EXPECT_EQ(RunVkconv({route[0], "-bin"}, dir.path()).status, 0);
+      files = Snapshot(dir.path());
+      EXPECT_NE(files, inputs);
+    }
+    if (route.size() > 1 && route[1] == "-S") {  // the textures: VQ with mipmaps twice, small VQ, rectangle
+      const int types[] = {0x04, 0x04, 0x10, 0x09};
+      for (int i = 0; i < 4; ++i) {
+        const std::string pvr = runs[0]["tex" + std::to_string(i) + ".pvr"];
+        EXPECT_TRUE(pvr.size() > 25 && static_cast<uint8_t>(pvr[25]) == types[i]) << i;
+      }
+    }
+    EXPECT_EQ(runs[0].size(), runs[1].size());
+    for (const auto &[name, bytes] : runs[0]) EXPECT_TRUE(runs[1].count(name) && bytes == runs[1].at(name)) << name;
+  }
 }
 
 }  // namespace

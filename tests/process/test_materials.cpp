@@ -96,11 +96,7 @@ TEST(Tags, TableOfNames) {
 // The write-info word from the model, output and chunk option words and the
 // texture source kind, worked out by hand from the flag layouts.
 TEST(Tags, WriteFlagsFromTheCommandLineWords) {
-  const struct {
-    uint32_t model, output, chunk;
-    int32_t kind;
-    uint32_t want;
-  } cases[] = {
+  const struct { uint32_t model, output, chunk; int32_t kind; uint32_t want; } cases[] = {
       {0x80000000, 0x38000000, 0x40000001, 7, 0xC0C00000},  // defaults
       {0x80000002, 0x38000000, 0x40000001, 1, 0x80800000},  // -notexture, kind 1
       {0x80000000, 0x38000000, 0x40000001, 1, 0xC0D80000},  // kind 1

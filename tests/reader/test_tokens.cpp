@@ -1,4 +1,5 @@
-// Line reading, tokens and number conversions.
+// Line reading, tokens and number conversions; the block reader and the
+// short decimal conversion against their literal versions.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -62,20 +63,6 @@ TEST(TokensTest, NumberConversions) {
   EXPECT_TRUE(std::isinf(RealValue("1e99")));
 }
 
-TEST(TokensTest, LongLinesAreReadInPiecesAndCounted) {
-  std::string text = "first line\n" + std::string(1500, 'a') + "\n\nlast line without end";
-  std::FILE *file = fmemopen(text.data(), text.size(), "r");
-  ASSERT_NE(file, nullptr);
-  vkreader::LineReader reader(file);
-  // Line number, token count and first token's length, read twice.
-  std::string lines;
-  for (int pass = 0; pass < 2; pass++, reader.Rewind()) {
-    while (reader.ReadLine()) lines += Format("%d %d %zu\n", reader.line(), reader.count(), reader.first().size());
-  }
-  EXPECT_EQ(lines, "1 2 5\n2 1 1023\n3 1 477\n4 0 0\n5 4 4\n1 2 5\n2 1 1023\n3 1 477\n4 0 0\n5 4 4\n");
-  std::fclose(file);
-}
-
 // The literal conversion: the longest number prefix through from_chars (and
 // strtof where that is out of range).
 float LiteralRealValue(std::string_view token) {
@@ -108,11 +95,12 @@ float LiteralRealValue(std::string_view token) {
 // floats, and exponents.
 TEST(TokensTest, RealValueMatchesTheFullConversion) {
   std::mt19937_64 random(3);
-  std::vector<std::string> texts = {"0", "-0", "-0.000000F", "3.4028235e38", "340282346638528859811704183484516925440.0",
-                                    "340282356779733661637539395458142568448.0", "1.17549435e-38",
-                                    "0.0000000000000000000000000000000000000117549435", "16777217", "16777217.0",
-                                    "0.30000001192092896", "1e-46", "1e39", "9999999999999999999", "99999999999999999999",
-                                    "0.1", "-0.1F", "123456789012345678.9", "5e-324", "8388608.5", "8388609.5", "696.9572448730469", "-0.00008718854587641545", "0.001099860470276326"};
+  std::vector<std::string> texts = {
+      "0", "-0", "-0.000000F", "3.4028235e38", "340282346638528859811704183484516925440.0",
+      "340282356779733661637539395458142568448.0", "1.17549435e-38", "0.0000000000000000000000000000000000000117549435",
+      "16777217", "16777217.0", "0.30000001192092896", "1e-46", "1e39", "9999999999999999999", "99999999999999999999",
+      "0.1", "-0.1F", "123456789012345678.9", "5e-324", "8388608.5", "8388609.5", "696.9572448730469",
+      "-0.00008718854587641545", "0.001099860470276326"};
   char text[512];
   for (int i = 0; i < 200000; ++i) {
     const uint64_t bits = random();
@@ -158,8 +146,9 @@ TEST(TokensTest, RealValueMatchesTheFullConversion) {
 // (fgets into the 1024-byte line buffer, then Tokenize) is the oracle: over
 // random texts of short, long, empty and unterminated lines with NUL bytes,
 // carriage returns and lines of exactly 1023 characters, both give the same
-// lines with the same tokens, and the same again after a rewind. Texts larger
-// than the reader's block cross its refills.
+// lines (numbered alike, long ones cut in 1023-character pieces) with the same
+// tokens, and the same again after a rewind. Texts larger than the reader's
+// block cross its refills.
 TEST(TokensTest, BlockReaderMatchesLineByLineReading) {
   std::mt19937 random(11);
   const std::string pieces[] = {"POLYGON", "START", "END", " ", "\t", "12", "-3.5F", ",", "(", "\r", "x_y", "{}", "#"};

@@ -14,6 +14,7 @@
 #include "base/console.h"
 #include "scene/memory.h"
 #include "scene/records.h"
+#include "support/console_capture.h"
 #include "support/test_support.h"
 
 namespace {
@@ -86,16 +87,10 @@ TEST_F(SceneTest, IndexedReleaseMatchesLiteralSearch) {
 
 TEST(TrackedTableUninitialised, ReleaseBeforeInitPrintsAndReleasesNothing) {
   ScFreeAll();  // leaves the table uninitialised
-  FILE *capture = std::tmpfile();
-  SetErrorStream(capture);
+  vktest::Capture capture(ErrorStream, SetErrorStream);
   int local = 0;
   ScFree(&local, "probe");  // a stack address: releasing it would crash
-  SetErrorStream(stderr);
-  std::rewind(capture);
-  char text[256] = {};
-  size_t n = std::fread(text, 1, sizeof(text) - 1, capture);
-  std::fclose(capture);
-  EXPECT_EQ(std::string(text, n), "\n##### Error: You must call ScMallocTabInit for ScObject probe\n");
+  EXPECT_EQ(capture.Text(), "\n##### Error: You must call ScMallocTabInit for ScObject probe\n");
 }
 
 TEST(PagedPool, RequestsRoundToFourAndBigBlocksGetTheirOwnChunk) {

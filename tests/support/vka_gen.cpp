@@ -62,11 +62,8 @@ class Generator {
     for (int t = 0; t < p_.textures; t++) {
       const std::string name =
           p_.textureNames.empty() ? "tex" + std::to_string(t) + ".bmp" : p_.textureNames[static_cast<size_t>(t)];
-      if (p_.paletteBanks) {
-        out_.Print("\tPTEXN( \"%s\", %d, %d ),\n", name.c_str(), 0, t);
-      } else {
-        out_.Print("\tTEXN( \"%s\" ),\n", name.c_str());
-      }
+      if (p_.paletteBanks) out_.Print("\tPTEXN( \"%s\", %d, %d ),\n", name.c_str(), 0, t);
+      else out_.Print("\tTEXN( \"%s\" ),\n", name.c_str());
     }
     out_.Print("END\n\nTEXTURELIST texlist_%s\nSTART\nTextureList textures_%s,\nTextureNum  %d,\nEND\n\n"
                "TEXTURE_END\n\n\n",
@@ -74,21 +71,17 @@ class Generator {
   }
 
   void Material(int m) {
-    out_.Print("MATSTART\n");
-    out_.Print("Diffuse   ( %d, %d, %d, %d ),\n", 255 - m, 200 - m, 100 + m, 50 + m);
-    out_.Print("Specular  ( %d, %d, %d, %d ),\n", 255, 10 + m, 20 + m, 30 + m);
-    out_.Print("Exponent  ( %4.1fF ),\n", static_cast<double>(m % 17));
     const bool textured = p_.textures > 0;
-    out_.Print("AttrTexId ( 0x%x, %d ),\n", 0, textured ? m % p_.textures : 0);
-    out_.Print("AttrFlags ( 0x%08x ),\n", textured ? 0x94202400u : 0x94002400u);
-    out_.Print("MATEND\n\n");
+    out_.Print("MATSTART\nDiffuse   ( %d, %d, %d, %d ),\nSpecular  ( %d, %d, %d, %d ),\nExponent  ( %4.1fF ),\n", 255 - m,
+               200 - m, 100 + m, 50 + m, 255, 10 + m, 20 + m, 30 + m, static_cast<double>(m % 17));
+    out_.Print("AttrTexId ( 0x%x, %d ),\nAttrFlags ( 0x%08x ),\nMATEND\n\n", 0, textured ? m % p_.textures : 0,
+               textured ? 0x94202400u : 0x94002400u);
   }
 
   void DefaultMaterials() {
-    out_.Print("MATERIAL    defmat_%s[]\nSTART\n\n", p_.baseName.c_str());
-    out_.Print("MATSTART\nDiffuse   ( 255, 191, 191, 191 ),\nSpecular  ( 255, 255, 255, 255 ),\n"
-               "Exponent  (  6.0F ),\nAttrTexId ( 0x0, 0 ),\nAttrFlags ( 0x94002400 ),\nMATEND\n\n");
-    out_.Print("END\n\n");
+    out_.Print("MATERIAL    defmat_%s[]\nSTART\n\nMATSTART\nDiffuse   ( 255, 191, 191, 191 ),\n"
+               "Specular  ( 255, 255, 255, 255 ),\nExponent  (  6.0F ),\nAttrTexId ( 0x0, 0 ),\n"
+               "AttrFlags ( 0x94002400 ),\nMATEND\n\nEND\n\n", p_.baseName.c_str());
   }
 
   // Index lists of mesh kind k: for each row of that kind, the faces.
@@ -198,23 +191,13 @@ class Generator {
       if (!KindHasRows(k)) continue;
       const int kind = static_cast<int>(p_.meshKinds[static_cast<size_t>(k)]);
       const char *kn = kKindNames[kind];
-      out_.Print("MESHSTART\n");
-      out_.Print("TypeMatId ( 0x%04x, %d ),\n", kKindTypes[kind], matCount > 0 ? k % matCount : 0);
-      out_.Print("MeshNum     %d,\n", MeshCount(k));
-      out_.Print("Meshes      pg%s_%d_%s,\n", kn, k, on);
-      out_.Print("PolyAttrs   NULL,\n");
-      if (p_.polyNormals) {
-        out_.Print("PolyNormal  pn%s_%d_%s,\n", kn, k, on);
-      } else {
-        out_.Print("PolyNormal  NULL,\n");
-      }
+      out_.Print("MESHSTART\nTypeMatId ( 0x%04x, %d ),\nMeshNum     %d,\nMeshes      pg%s_%d_%s,\nPolyAttrs   NULL,\n",
+                 kKindTypes[kind], matCount > 0 ? k % matCount : 0, MeshCount(k), kn, k, on);
+      if (p_.polyNormals) out_.Print("PolyNormal  pn%s_%d_%s,\n", kn, k, on);
+      else out_.Print("PolyNormal  NULL,\n");
       out_.Print("VertColor   NULL,\n");
-      if (p_.uvs) {
-        out_.Print("VertUV      vuv%s_%d_%s,\n", kn, k, on);
-      } else {
-        out_.Print("VertUV      NULL,\n");
-      }
-      out_.Print("MESHEND\n\n");
+      if (p_.uvs) out_.Print("VertUV      vuv%s_%d_%s,\nMESHEND\n\n", kn, k, on);
+      else out_.Print("VertUV      NULL,\nMESHEND\n\n");
     }
     out_.Print("END\n\n");
     out_.Print("POINT       point_%s[]\nSTART\n", on);
@@ -234,42 +217,25 @@ class Generator {
       }
       out_.Print("END\n\n");
     }
-    out_.Print("MODEL       model_%s[]\nSTART\n", on);
-    out_.Print("Points      point_%s,\n", on);
-    if (p_.normals) {
-      out_.Print("Normal      normal_%s,\n", on);
-    } else {
-      out_.Print("Normal      NULL,\n");
-    }
-    out_.Print("PointNum    %d,\n", (p_.gridWidth + 1) * (p_.gridHeight + 1));
-    out_.Print("Meshset     meshset_%s,\n", on);
-    out_.Print("Materials   %s,\n", matCount > 0 ? matlist.c_str() : "NULL");
-    out_.Print("MeshsetNum  %d,\n", meshsets);
-    out_.Print("MatNum      %d,\n", matCount);
-    out_.Print("Center      %9.6fF, %9.6fF, %9.6fF,\n", p_.gridWidth / 2.0, p_.gridHeight / 2.0, 0.0);
-    out_.Print("Radius      %9.6fF,\n", (p_.gridWidth + p_.gridHeight) / 2.0);
-    out_.Print("END\n\n");
+    out_.Print("MODEL       model_%s[]\nSTART\nPoints      point_%s,\n", on, on);
+    if (p_.normals) out_.Print("Normal      normal_%s,\n", on);
+    else out_.Print("Normal      NULL,\n");
+    out_.Print("PointNum    %d,\nMeshset     meshset_%s,\nMaterials   %s,\nMeshsetNum  %d,\nMatNum      %d,\n",
+               (p_.gridWidth + 1) * (p_.gridHeight + 1), on, matCount > 0 ? matlist.c_str() : "NULL", meshsets,
+               matCount);
+    out_.Print("Center      %9.6fF, %9.6fF, %9.6fF,\nRadius      %9.6fF,\nEND\n\n", p_.gridWidth / 2.0,
+               p_.gridHeight / 2.0, 0.0, (p_.gridWidth + p_.gridHeight) / 2.0);
 
     const int c = p_.childrenPerNode < 1 ? 1 : p_.childrenPerNode;
     const int firstChild = i * c + 1;
     const bool hasSibling = i > 0 && i % c != 0 && i + 1 < p_.objects;
-    out_.Print("OBJECT      object_%s[]\nSTART\n", on);
-    out_.Print("EvalFlags ( 0x%08x ),\n", p_.evalFlags);
-    out_.Print("Model       model_%s,\n", on);
+    out_.Print("OBJECT      object_%s[]\nSTART\nEvalFlags ( 0x%08x ),\nModel       model_%s,\n", on, p_.evalFlags, on);
     out_.Print("OPosition  ( %9.6fF, %9.6fF, %9.6fF ),\n", static_cast<double>(i), 0.0, 0.0);
     out_.Print("OAngle     ( %9.6fF, %9.6fF, %9.6fF ),\n", 0.0, (i % 4) * 45.0, 0.0);
     out_.Print("OScale     ( %9.6fF, %9.6fF, %9.6fF ),\n", 1.0, 1.0, 1.0);
-    if (firstChild < p_.objects) {
-      out_.Print("Child       object_%s,\n", Obj(firstChild).c_str());
-    } else {
-      out_.Print("Child       NULL,\n");
-    }
-    if (hasSibling) {
-      out_.Print("Sibling     object_%s,\n", Obj(i + 1).c_str());
-    } else {
-      out_.Print("Sibling     NULL,\n");
-    }
-    out_.Print("END\n\n\n");
+    const std::string child = firstChild < p_.objects ? "object_" + Obj(firstChild) : "NULL";
+    const std::string sibling = hasSibling ? "object_" + Obj(i + 1) : "NULL";
+    out_.Print("Child       %s,\nSibling     %s,\nEND\n\n\n", child.c_str(), sibling.c_str());
   }
 
   VkaGenParams p_;

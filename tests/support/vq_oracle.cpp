@@ -4,6 +4,7 @@
 #include "support/vq_oracle.h"
 
 #include <array>
+#include <iterator>
 #include <cmath>
 #include <deque>
 #include <map>
@@ -19,22 +20,9 @@ int Quant5(int v) { return (v & 0xF8) | (v >> 5); }
 int Quant6(int v) { return (v & 0xFC) | (v >> 6); }
 
 void QuantiseTexel(int format, uint8_t *t) {
-  if (format == 0) {
-    t[0] = QuantAlpha1(t[0]);
-    t[1] = Quant5(t[1]);
-    t[2] = Quant5(t[2]);
-    t[3] = Quant5(t[3]);
-  } else if (format == 1) {
-    t[0] = Quant4(t[0]);
-    t[1] = Quant4(t[1]);
-    t[2] = Quant4(t[2]);
-    t[3] = Quant4(t[3]);
-  } else {
-    t[0] = 255;
-    t[1] = Quant5(t[1]);
-    t[2] = Quant6(t[2]);
-    t[3] = Quant5(t[3]);
-  }
+  if (format == 0) t[0] = QuantAlpha1(t[0]), t[1] = Quant5(t[1]), t[2] = Quant5(t[2]), t[3] = Quant5(t[3]);
+  else if (format == 1) t[0] = Quant4(t[0]), t[1] = Quant4(t[1]), t[2] = Quant4(t[2]), t[3] = Quant4(t[3]);
+  else t[0] = 255, t[1] = Quant5(t[1]), t[2] = Quant6(t[2]), t[3] = Quant5(t[3]);
 }
 
 void QuantiseVector(int format, uint8_t *v) {
@@ -125,10 +113,7 @@ void LiteralSearch(int format, const uint8_t *v, const uint8_t (*codebook)[16], 
         break;
       }
     }
-    if (!abandoned) {
-      *best = sum;
-      *bestEntry = e;
-    }
+    if (!abandoned) *best = sum, *bestEntry = e;
   }
 }
 
@@ -189,10 +174,8 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
         auto found = tree.find(key);
         Node *node;
         if (found == tree.end()) {
-          storage.push_back(Node{});
-          node = &storage.back();
+          node = tree[key] = &storage.emplace_back();
           for (int i = 0; i < 16; i++) node->texels[i] = v[i];
-          tree[key] = node;
         } else {
           node = found->second;
         }
@@ -266,23 +249,16 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
       long long counts[256] = {};
       for (int i = pass % step; i < N; i += step) {
         Node *node = array[i];
-        if (pass == 1) {
-          int bestEntry = 0;
-          long long best = 1000000000;
-          LiteralSearch(format, node->texels, codebook, K, &bestEntry, &best);
-          node->entry = bestEntry;
-          node->distance = best;
+        // Pass 1 searches from an empty best; later passes keep the entry
+        // while its distance does not grow, else search from it.
+        const long long d = pass == 1 ? 0 : FullDistance(format, node->texels, codebook[node->entry]);
+        if (pass > 1 && d <= node->distance) {
+          node->distance = d;
         } else {
-          long long d = FullDistance(format, node->texels, codebook[node->entry]);
-          if (d <= node->distance) {
-            node->distance = d;
-          } else {
-            int bestEntry = node->entry;
-            long long best = d;
-            LiteralSearch(format, node->texels, codebook, K, &bestEntry, &best);
-            node->entry = bestEntry;
-            node->distance = best;
-          }
+          int bestEntry = pass == 1 ? 0 : node->entry;
+          long long best = pass == 1 ? 1000000000 : d;
+          LiteralSearch(format, node->texels, codebook, K, &bestEntry, &best);
+          node->entry = bestEntry, node->distance = best;
         }
         for (int b = 0; b < 16; b++) {
           if (b % 4 == 0 && !HasAlpha(format)) continue;
@@ -292,10 +268,7 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
         visited++;
         if (visited % 32 == 0) {
           double fraction = 0.9 * static_cast<double>(visited) / (32.0 * N / step) + 0.05;
-          if (fraction - lastReport >= 0.05) {
-            result.progress.push_back(fraction);
-            lastReport = fraction;
-          }
+          if (fraction - lastReport >= 0.05) result.progress.push_back(fraction), lastReport = fraction;
         }
       }
       for (int e = 0; e < K; e++) {
@@ -316,10 +289,7 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
       long long best = 0;
       for (int e = 0; e < K; e++) {
         long long d = FullDistance(format, node->texels, codebook[e]);
-        if (bestEntry < 0 || d < best) {
-          best = d;
-          bestEntry = e;
-        }
+        if (bestEntry < 0 || d < best) best = d, bestEntry = e;
       }
       node->entry = bestEntry;
     }
@@ -336,10 +306,7 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
     long long best = TexelTerm(format, lastTexel, codebook[0] + 12);
     for (int e = 1; e < K; e++) {
       long long d = TexelTerm(format, lastTexel, codebook[e] + 12);
-      if (d < best) {
-        best = d;
-        bestEntry = e;
-      }
+      if (d < best) best = d, bestEntry = e;
     }
     indices[levelCount - 1][0] = static_cast<uint8_t>(bestEntry);
   }
@@ -383,15 +350,9 @@ LiteralResult LiteralVQ(const LiteralOptions &options, const PVR_Input &input, i
 
 // ---- Images -------------------------------------------------------------------------------
 const char *ImageKindName(ImageKind kind) {
-  switch (kind) {
-    case ImageKind::kPhoto: return "photo";
-    case ImageKind::kNoise: return "noise";
-    case ImageKind::kFewColours: return "few";
-    case ImageKind::kBilevel: return "bilevel";
-    case ImageKind::kGraded: return "graded";
-    case ImageKind::kFlat: return "flat";
-  }
-  return "?";
+  const char *names[] = {"photo", "noise", "few", "bilevel", "graded", "flat"};
+  const unsigned k = static_cast<unsigned>(kind);
+  return k < std::size(names) ? names[k] : "?";
 }
 
 PVR_Image MakeImage(ImageKind kind, int side, uint32_t seed) {
