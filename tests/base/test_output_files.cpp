@@ -109,7 +109,9 @@ TEST(OutputSet, WhatACommitLeaves) {
       ASSERT_EQ(link(input.c_str(), (input + kTemporarySuffix).c_str()), 0);
       ASSERT_EQ(link(input.c_str(), (input + ".bk" + kTemporarySuffix).c_str()), 0);
     }
-    if (c.links == 'b') ASSERT_TRUE(fs::remove(input + ".bk") && link(input.c_str(), (input + ".bk").c_str()) == 0);
+    if (c.links == 'b') {
+      ASSERT_TRUE(fs::remove(input + ".bk") && link(input.c_str(), (input + ".bk").c_str()) == 0);
+    }
     VKStatus status;
     Capture capture(ErrorStream, SetErrorStream);
     {

@@ -230,7 +230,7 @@ TEST(Driver, FailuresComeBackAsStatusesWithTheInputInPlace) {
     EXPECT_EQ(err.find(once), err.rfind(once)) << "printed twice";
     EXPECT_TRUE(ReadFile(dir.file("m.vka")) == c.input);
     EXPECT_EQ(ReadFile(dir.file("m.vk")), "an older binary file");
-    if (c.backup) EXPECT_TRUE(ReadFile(dir.file("m.vka.bk")) == c.input);
+    if (c.backup) { EXPECT_TRUE(ReadFile(dir.file("m.vka.bk")) == c.input); }
     EXPECT_EQ(Entries(dir.path()), c.backup ? 3 : 2);
   }
 }

@@ -221,7 +221,9 @@ TEST(Determinism, EveryRouteWritesTheSameBytesTwice) {
       const Files inputs = Snapshot(dir.path());
       EXPECT_EQ(RunVkconv(route, dir.path()).status, 0);
       // The Chunk-model file of the default route goes on to the binary route.
-      if (route.size() == 1) EXPECT_EQ(RunVkconv({route[0], "-bin"}, dir.path()).status, 0);
+      if (route.size() == 1) {
+        EXPECT_EQ(RunVkconv({route[0], "-bin"}, dir.path()).status, 0);
+      }
       files = Snapshot(dir.path());
       EXPECT_NE(files, inputs);
     }

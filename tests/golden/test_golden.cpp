@@ -119,10 +119,10 @@ void WriteInput(const Case &c, const ScratchDir &dir) {
       ASSERT_TRUE(WriteFile(name, GenerateVka({.baseName = "bad", .gridWidth = 1, .gridHeight = 1}).substr(0, 700)));
       break;
   }
-  if (c.setup == 'b') ASSERT_TRUE(fs::create_directory(name + ".bk") && WriteFile(name + ".bk/keep", "keep"));
-  if (c.setup == 'o') ASSERT_TRUE(WriteFile(name + ".bk", "an older backup\n"));
-  if (c.setup == 't') ASSERT_TRUE(fs::create_directory(name + ".tmp~"));
-  if (c.setup == 'v') ASSERT_TRUE(WriteFile(dir.file("grid.vk"), "an older binary file\n"));
+  if (c.setup == 'b') { ASSERT_TRUE(fs::create_directory(name + ".bk") && WriteFile(name + ".bk/keep", "keep")); }
+  if (c.setup == 'o') { ASSERT_TRUE(WriteFile(name + ".bk", "an older backup\n")); }
+  if (c.setup == 't') { ASSERT_TRUE(fs::create_directory(name + ".tmp~")); }
+  if (c.setup == 'v') { ASSERT_TRUE(WriteFile(dir.file("grid.vk"), "an older binary file\n")); }
 }
 
 std::string Section(const std::string &title, const std::string &bytes) {
