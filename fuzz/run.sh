@@ -32,20 +32,28 @@ cmake --build "$build" -j2 --target fuzz_corpus $(for t in $targets; do echo "fu
 }
 
 total=0
+executions=0
 for t in $targets; do
   work=$build/fuzz/work/$t
   findings=$build/fuzz/findings/$t
   log=$build/fuzz/$t.log
   rm -rf "$findings"
   mkdir -p "$work" "$findings"
+  # Generated seeds, committed seeds, or both.
   seeds=""
-  [ -d "$root/fuzz/seeds/$t" ] && seeds="$root/fuzz/seeds/$t"
-  "$build/fuzz/fuzz_$t" "$work" "$build/fuzz/corpus/$t" $seeds -max_total_time="$seconds" -rss_limit_mb=1024 \
+  for d in "$build/fuzz/corpus/$t" "$root/fuzz/seeds/$t"; do
+    [ -d "$d" ] && seeds="$seeds $d"
+  done
+  "$build/fuzz/fuzz_$t" "$work" $seeds -max_total_time="$seconds" -rss_limit_mb=1024 \
     -artifact_prefix="$findings/" -print_final_stats=1 >"$log" 2>&1
   status=$?
   execs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | tail -1 | grep -o '[0-9]*$')
   found=$(find "$findings" -type f | wc -l)
+  # A run that ended badly without leaving an input counts as one finding.
+  [ "$status" -ne 0 ] && [ "$found" -eq 0 ] && found=1
   total=$((total + found))
+  executions=$((executions + ${execs:-0}))
   echo "fuzz_$t: ${execs:-?} executions in ${seconds}s, corpus $(ls "$work" | wc -l) inputs, $found findings (exit $status, log $log)"
 done
+echo "fuzz: $executions executions in all, $total findings"
 [ "$total" -eq 0 ]
