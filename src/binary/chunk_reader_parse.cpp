@@ -269,6 +269,7 @@ bool Parser::SkipInstancePrototypes() {
 bool Parser::TopLevel() {
   auto &seen = names_;
   std::string_view token;
+  int objectStart = 0;  // line of an open CNKOBJECT_START
   while (lexer_.Next(token)) {
     const TopEntry *entry = FindTopKeyword(token);
     if (!entry) continue;
@@ -281,7 +282,17 @@ bool Parser::TopLevel() {
       case TopKeyword::kPrototypes:
         if (!SkipInstancePrototypes()) return false;
         break;
-      case TopKeyword::kMarker: break;
+      case TopKeyword::kMarker:
+        // The writer puts every object between a start and an end marker: a
+        // start without its end is a file cut short.
+        if (token == "CNKOBJECT_START") {
+          if (objectStart > 0) return Fail(objectStart, "CNKOBJECT_START has no CNKOBJECT_END before line %d\n", start);
+          objectStart = start;
+        } else if (token == "CNKOBJECT_END") {
+          if (objectStart == 0) return Fail(start, "CNKOBJECT_END without CNKOBJECT_START\n");
+          objectStart = 0;
+        }
+        break;
       case TopKeyword::kStripList: {
         if (!BlockName("PLIST", name) || !Unique(*this, file_.stripLists, seen[kStripListRecord], "PLIST", name, start)) return false;
         VKChunkStripList list;
@@ -319,6 +330,8 @@ bool Parser::TopLevel() {
   }
   if (lexer_.unclosedComment()) return Fail(line(), "\"/*\" without \"*/\" on the same line\n");
   if (lexer_.readError()) return Fail(line(), "read error\n");
+  if (objectStart > 0)
+    return Fail(objectStart, "CNKOBJECT_START has no CNKOBJECT_END (the file ends at line %d)\n", lexer_.line());
   return true;
 }
 
