@@ -149,7 +149,9 @@ ArchiveStatus Build(const TextureArchive &archive, std::string *name) {
   PrintSummary(*name, flags, archive.lockWord);
 
   const std::vector<uint8_t> bytes = pvm::LayoutArchive(flags, entries, modelNames, loaded.textures);
-  return PVR_WriteWholeFile(name->c_str(), bytes) ? ArchiveStatus::kWritten : ArchiveStatus::kCantWrite;
+  if (PVR_WriteWholeFile(name->c_str(), bytes)) return ArchiveStatus::kWritten;
+  PrintError("Error : Can't write file %s\n", name->c_str());
+  return ArchiveStatus::kCantWrite;
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ enum class ArchiveStatus : int {
   kCantLoad = 3,     // a PVR file could not be opened, or a PVR or palette file is malformed
   kNameTooLong = 4,  // an entry name longer than 28 bytes
   kTooMany = 5,      // more entries than the 16-bit count holds
-  kCantWrite = 6,    // the archive file could not be written (not reported)
+  kCantWrite = 6,    // the archive file could not be written (one error line names it)
 };
 
 // The builder's context, one per archive being built.

@@ -226,7 +226,7 @@ TEST(ChunkReader, WithoutATextureRecordOrObjects) {
   ASSERT_TRUE(VKReadChunkModel(dir.file("t.vka").c_str(), nullptr, &textures).ok());
   EXPECT_EQ(textures.entries.size(), 4u);
   // Neither textures nor objects: an empty file.
-  ASSERT_TRUE(WriteFile(dir.file("e.vka"), std::string(kHead) + "CNKOBJECT_START\n"));
+  ASSERT_TRUE(WriteFile(dir.file("e.vka"), std::string(kHead)));
   ASSERT_TRUE(VKReadChunkModel(dir.file("e.vka").c_str(), dir.file("e.vk").c_str(), &textures).ok());
   EXPECT_TRUE(vktest::Exists(dir.file("e.vk")));
   EXPECT_EQ(ReadFile(dir.file("e.vk")), "");
