@@ -11,8 +11,6 @@ namespace {
 
 using namespace textest;
 using namespace std::string_literals;
-using vktest::ScratchDir;
-using vktest::WriteFile;
 
 // Little-endian file bytes.
 struct Builder {
@@ -53,7 +51,7 @@ TEST(HeaderReader, SurvivesMalformedFiles) {
     Console console;
     EXPECT_EQ(PVR_ReadHeaderInfo(dir.file("m.pvr").c_str(), &info), 1);
     EXPECT_EQ(Fields(info), fields) << bytes.size();
-    const std::string printed = console.warning.text();
+    const std::string printed = console.warning.Text();
     EXPECT_TRUE(*warning == '\0' ? printed.empty() : printed.find(warning) != std::string::npos) << printed;
     PVR_ParseHeaderInfo(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), &fromMemory);
     EXPECT_EQ(Fields(fromMemory), fields);
@@ -73,7 +71,7 @@ TEST(HeaderReader, LooksInTheWorkingFolderAndNamesWhatItCannotOpen) {
   }
   Console console;
   EXPECT_EQ(PVR_ReadHeaderInfo("tex/missing.pvr", &info), 0);
-  EXPECT_EQ(console.error.text(), "\n##### Error: Can't open file tex/missing.pvr\n");
+  EXPECT_EQ(console.error.Text(), "\n##### Error: Can't open file tex/missing.pvr\n");
   std::filesystem::current_path(before);
 }
 
