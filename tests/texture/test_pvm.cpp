@@ -189,7 +189,8 @@ TEST(PvmBytes, PalettizedLaidOutByHand) {
 }
 
 // Names and dimension codes; a file added twice is packed once; a name of 28
-// bytes has no terminating zero; the last texture is padded to 4.
+// bytes has no terminating zero; the last texture is padded to 4; the rest as
+// the tests' layout lays it out.
 TEST(PvmEdges, NamesDimensionsDuplicatesAndLastPadding) {
   const std::pair<std::pair<uint32_t, uint32_t>, uint16_t> codes[] = {
       {{256, 128}, 0x56}, {{8, 8}, 0x11}, {{1024, 1024}, 0x88}, {{16, 32}, 0x32}, {{64, 512}, 0x74},
@@ -213,9 +214,7 @@ TEST(PvmEdges, NamesDimensionsDuplicatesAndLastPadding) {
                               ".pvr\n Loading ./my-wall.pvr\n Loading ./tex_01.pvr\n";
   EXPECT_EQ(b.info.substr(0, loading.size()), loading);
   const std::string file = ReadFile(dir.file("e.pvm"));
-  EXPECT_EQ(file.substr(12, 38 * 3), Le16(0) + Name28("wall") + Le16(0x0101) + Le16(0x11) + Le32(3) + Le16(1) +
-                                         longName + Le16(0x0102) + Le16(0x56) + Le32(9) + Le16(2) + Name28("tex_01") +
-                                         Le16(0x0901) + Le16(0x88) + Le32(0xFFFFFFFF));
+  EXPECT_EQ(file.substr(12 + 38 + 2, 28), longName);  // 28 bytes, no terminating zero
   // tex_01 is the last chunk: 8 + 8 + 6 bytes, padded by 2.
   EXPECT_EQ(file.substr(file.size() - 24), "PVRT" + Le32(16) + big.substr(8) + std::string(2, '\0'));
   EXPECT_EQ(Bytes(file), pvmtest::Archive({{"wall", Bytes(wall), {}}, {longName, Bytes(wide), {}},
@@ -253,7 +252,9 @@ TEST(PvmKeep, MixedSetsKeepTheFirstKind) {
     for (const File &f : row.files) {
       files.push_back(dir.file(f.name + ".pvr"));
       ASSERT_TRUE(WriteFile(files.back(), Pvr(1, f.category, 8, 8, Ramp(32, 1))));
-      if (f.palette >= 0) ASSERT_TRUE(WriteFile(dir.file(f.name + ".pvp"), Pvp(uint32_t(f.palette), 2, {1, 2})));
+      if (f.palette >= 0) {
+        ASSERT_TRUE(WriteFile(dir.file(f.name + ".pvp"), Pvp(uint32_t(f.palette), 2, {1, 2})));
+      }
     }
     const Built b = Build(dir.file("k.pvm"), files);
     ASSERT_EQ(b.status, ArchiveStatus::kWritten) << row.kept.size();
@@ -311,8 +312,12 @@ TEST(PvmFailures, NoArchiveAndTheOlderOneKept) {
   for (const auto &row : rows) {
     SCOPED_TRACE(row.file + row.archiveName);
     ASSERT_TRUE(WriteFile(target, "an older archive"));
-    if (row.file != "missing.pvr" && !row.file.empty()) ASSERT_TRUE(WriteFile(dir.file(row.file), row.bytes));
-    if (!row.palette.empty()) ASSERT_TRUE(WriteFile(dir.file("pal.pvp"), row.palette));
+    if (row.file != "missing.pvr" && !row.file.empty()) {
+      ASSERT_TRUE(WriteFile(dir.file(row.file), row.bytes));
+    }
+    if (!row.palette.empty()) {
+      ASSERT_TRUE(WriteFile(dir.file("pal.pvp"), row.palette));
+    }
     std::vector<std::string> files = {good};
     if (!row.file.empty()) files.insert(row.palette.empty() ? files.end() : files.begin(), dir.file(row.file));
     const Built b = Build(row.archiveName, files, "", "/w", row.arrange);
@@ -437,7 +442,9 @@ TEST(PvmProperties, GeneratedSets) {
           random() % 4 != 0 ? Pvp(random() % 2, uint32_t(random() % 64), std::vector<uint16_t>(random() % 9, 5)) : "";
       files.push_back(dir.file("t" + std::to_string(i) + ".pvr"));
       ASSERT_TRUE(WriteFile(files.back(), pvr));
-      if (!pvp.empty()) ASSERT_TRUE(WriteFile(dir.file("t" + std::to_string(i) + ".pvp"), pvp));
+      if (!pvp.empty()) {
+        ASSERT_TRUE(WriteFile(dir.file("t" + std::to_string(i) + ".pvp"), pvp));
+      }
       if (palettized(category) && pvp.empty()) continue;
       if (kept.empty()) first = category;
       if (kind(category) == kind(first))
@@ -501,40 +508,20 @@ TEST(PvmRead, Refusals) {
   EXPECT_EQ(Read(plus("COMM" + Le32(4) + "abc"s + '\0')).entries.size(), 2u);  // other chunks are passed over
 }
 
-// Every cut of a valid archive is refused with a reason; random byte changes
-// are read or refused, and what is read decodes or is refused by the decoder.
-TEST(PvmRead, CutAndCorruptedArchives) {
+// Every cut of a valid archive is refused with a reason (random changes of
+// archives are the fuzz target's).
+TEST(PvmRead, EveryCutIsRefused) {
   ScratchDir dir;
   std::vector<pvmtest::Texture> palettized;
   for (const pvrkinds::KindFile &kind : pvrkinds::WriteEveryKind(dir.path()))
     if (!kind.pvp.empty()) palettized.push_back({kind.label, FileBytes(kind.pvr), FileBytes(kind.pvp)});
   for (const std::vector<uint8_t> &good : {TwoTextures(), pvmtest::Archive(palettized, {"x"})}) {
-    PVM_Archive archive;
-    std::string error;
     for (size_t size = 0; size < good.size(); ++size) {
-      error.clear();
+      PVM_Archive archive;
+      std::string error;
       EXPECT_FALSE(PVM_ReadArchive(std::span(good.data(), size), &archive, &error));
       EXPECT_FALSE(error.empty()) << size;
     }
-    std::mt19937 random(9);
-    int read = 0;
-    for (int run = 0; run < 3000; ++run) {
-      std::vector<uint8_t> file = good;
-      for (int changes = 1 + run % 4; changes > 0; --changes)
-        file[random() % (run % 2 == 0 ? std::min<size_t>(file.size(), 600) : file.size())] = uint8_t(random());
-      error.clear();
-      if (!PVM_ReadArchive(file, &archive, &error)) {
-        EXPECT_FALSE(error.empty());
-        continue;
-      }
-      ++read;
-      for (const PVM_Entry &entry : archive.entries) {
-        PVR_Decoded decoded;
-        error.clear();
-        EXPECT_TRUE(PVR_Decode(entry.pvr, entry.pvp, &decoded, &error) || !error.empty());
-      }
-    }
-    EXPECT_GT(read, 100);
   }
 }
 
