@@ -27,8 +27,9 @@ std::string BmpHeader(int32_t width, int32_t height, int bits, uint32_t paletteE
 
 // Red, green, blue of a texel, or its alpha.
 std::string Key(const uint8_t *t, bool alpha) {
-  return alpha ? std::string(1, static_cast<char>(t[kTexelA]))
-               : std::string{static_cast<char>(t[kTexelR]), static_cast<char>(t[kTexelG]), static_cast<char>(t[kTexelB])};
+  return alpha
+             ? std::string(1, static_cast<char>(t[kTexelA]))
+             : std::string{static_cast<char>(t[kTexelR]), static_cast<char>(t[kTexelG]), static_cast<char>(t[kTexelB])};
 }
 std::vector<std::string> Keys(const PVR_Image &image, bool alpha) {  // every texel in order
   std::vector<std::string> keys;
@@ -103,8 +104,10 @@ std::string PalBmp(int32_t width, int32_t height, int bitsPerPixel, const std::v
     std::string line(row, '\0');
     for (int32_t x = 0; x < width; ++x) {
       const uint8_t index = indices[static_cast<size_t>(y) * width + x];
-      if (bitsPerPixel == 8) line[x] = static_cast<char>(index);
-      else line[x / 2] = static_cast<char>(line[x / 2] | (x % 2 == 0 ? index << 4 : index & 15));
+      if (bitsPerPixel == 8)
+        line[x] = static_cast<char>(index);
+      else
+        line[x / 2] = static_cast<char>(line[x / 2] | (x % 2 == 0 ? index << 4 : index & 15));
     }
     out += line;
   }
@@ -169,7 +172,8 @@ std::string Tga(const PVR_Image &image, int bitsPerPixel, bool runLength) {
   std::string out;
   Byte(out, 0), Byte(out, mapped ? 1 : 0), Byte(out, (mapped ? 1 : 2) + (runLength ? 8 : 0));
   Le16(out, 0), Le16(out, mapped ? 256 : 0), Byte(out, mapped ? 24 : 0);
-  Le16(out, 0), Le16(out, 0), Le16(out, static_cast<uint32_t>(image.width)), Le16(out, static_cast<uint32_t>(image.height));
+  Le16(out, 0), Le16(out, 0), Le16(out, static_cast<uint32_t>(image.width)),
+      Le16(out, static_cast<uint32_t>(image.height));
   Byte(out, static_cast<uint32_t>(bitsPerPixel)), Byte(out, bitsPerPixel == 32 ? 8 : bitsPerPixel == 16 ? 1 : 0);
   out += map;
   std::vector<std::string> pixels;
@@ -177,10 +181,13 @@ std::string Tga(const PVR_Image &image, int bitsPerPixel, bool runLength) {
     for (int32_t x = 0; x < image.width; ++x) {
       const uint8_t *t = image.At(x, y);
       std::string p;
-      if (mapped) Byte(p, static_cast<uint32_t>(colours[Key(t, false)]));
+      if (mapped)
+        Byte(p, static_cast<uint32_t>(colours[Key(t, false)]));
       else if (bitsPerPixel == 16)
-        Le16(p, (t[kTexelA] >= 128 ? 0x8000u : 0u) | (t[kTexelR] >> 3) << 10 | (t[kTexelG] >> 3) << 5 | t[kTexelB] >> 3);
-      else Byte(p, t[kTexelB]), Byte(p, t[kTexelG]), Byte(p, t[kTexelR]);
+        Le16(p,
+             (t[kTexelA] >= 128 ? 0x8000u : 0u) | (t[kTexelR] >> 3) << 10 | (t[kTexelG] >> 3) << 5 | t[kTexelB] >> 3);
+      else
+        Byte(p, t[kTexelB]), Byte(p, t[kTexelG]), Byte(p, t[kTexelR]);
       if (bitsPerPixel == 32) Byte(p, t[kTexelA]);
       pixels.push_back(p);
     }

@@ -28,7 +28,9 @@ std::string BmpHead(int32_t w, int32_t h, int bits, uint32_t offset = 54, uint32
   return "BM" + Le32(0) + Le32(0) + Le32(offset) + Le32(40) + Le32(uint32_t(w)) + Le32(uint32_t(h)) + Le16(1) +
          Le16(uint32_t(bits)) + Le32(compression) + Le32(0) + Le32(0) + Le32(0) + Le32(colorsUsed) + Le32(0);
 }
-std::string PicHead(int w, int h) { return std::string(92, '\0') + Be16(uint32_t(w)) + Be16(uint32_t(h)) + std::string(8, '\0'); }
+std::string PicHead(int w, int h) {
+  return std::string(92, '\0') + Be16(uint32_t(w)) + Be16(uint32_t(h)) + std::string(8, '\0');
+}
 std::string PixHead(int w, int h, int bits = 24) { return Be16(w) + Be16(h) + Le32(0) + Le16(bits); }
 std::string TgaHead(int w, int h, int bits, int type = 2, int mapType = 0, int mapLength = 0) {
   return Chars({0, mapType, type}) + Le16(0) + Le16(mapLength) + Chars({mapType ? 24 : 0}) + Le32(0) + Le16(w) +
@@ -69,15 +71,26 @@ TEST(ImageReaders, HandWorkedLayouts) {
   } cases[] = {
       {kSourceBMP, BmpHead(10, 2, 24) + rows, "", {{{9, 1}, {255, 29, 19, 9}}, {{0, 0}, {255, 120, 110, 100}}}},
       // Packet 1: red, green, blue as mixed runs; packet 2: alpha, plain.
-      {kSourcePIC, PicHead(3, 1) + Chars({1, 8, 2, 0xE0, 0, 8, 0, 0x10, 0x81, 10, 20, 30, 0x00, 40, 50, 60, 1, 2, 3}),
-       "[READ ALPHA]", {{{0, 0}, {1, 10, 20, 30}}, {{1, 0}, {2, 10, 20, 30}}, {{2, 0}, {3, 40, 50, 60}}}},
+      {kSourcePIC,
+       PicHead(3, 1) + Chars({1, 8, 2, 0xE0, 0, 8, 0, 0x10, 0x81, 10, 20, 30, 0x00, 40, 50, 60, 1, 2, 3}),
+       "[READ ALPHA]",
+       {{{0, 0}, {1, 10, 20, 30}}, {{1, 0}, {2, 10, 20, 30}}, {{2, 0}, {3, 40, 50, 60}}}},
       // A count byte of 128 takes a 16-bit count, high byte first (0x012C = 300).
-      {kSourcePIC, PicHead(300, 1) + Chars({0, 8, 2, 0xE0, 0x80, 0x01, 0x2C, 7, 8, 9}), "", {{{299, 0}, {255, 7, 8, 9}}}},
-      {kSourceTGA, TgaHead(1, 2, 16) + Le16(0xFFFF) + Le16(0x7C00), "[READ ALPHA]",
+      {kSourcePIC,
+       PicHead(300, 1) + Chars({0, 8, 2, 0xE0, 0x80, 0x01, 0x2C, 7, 8, 9}),
+       "",
+       {{{299, 0}, {255, 7, 8, 9}}}},
+      {kSourceTGA,
+       TgaHead(1, 2, 16) + Le16(0xFFFF) + Le16(0x7C00),
+       "[READ ALPHA]",
        {{{0, 1}, {255, 248, 248, 248}}, {{0, 0}, {0, 248, 0, 0}}}},
-      {kSourceTGA, TgaHead(2, 1, 8, 1, 1, 256) + map + Chars({5, 0}), "",
+      {kSourceTGA,
+       TgaHead(2, 1, 8, 1, 1, 256) + map + Chars({5, 0}),
+       "",
        {{{0, 0}, {255, 9, 8, 7}}, {{1, 0}, {255, 3, 2, 1}}}},
-      {kSourceTGA, TgaHead(1, 2, 32) + Chars({1, 2, 3, 4, 5, 6, 7, 8}), "[READ ALPHA]",
+      {kSourceTGA,
+       TgaHead(1, 2, 32) + Chars({1, 2, 3, 4, 5, 6, 7, 8}),
+       "[READ ALPHA]",
        {{{0, 1}, {4, 3, 2, 1}}, {{0, 0}, {8, 7, 6, 5}}}},
       {kSourceTGA, TgaHead(1, 1, 24, 10) + Chars({0x80, 1, 2, 3}), "", {{{0, 0}, {255, 3, 2, 1}}}},  // one run packet
   };
@@ -97,7 +110,8 @@ TEST(ImageReaders, TranslucentBitmapsAndMasks) {
   const std::string wood = dir.file("wood.bmp"), twood = dir.file("twood.bmp"), pix = dir.file("a.pix");
   WriteFile(wood, BmpHead(2, 1, 24) + Chars({1, 2, 3, 4, 5, 6, 0, 0}));
   WriteFile(pix, PixHead(5, 1) + Chars({5, 1, 2, 3}));
-  const std::string bmpIgnored = "\n##### Warning : " + twood + ". The translucent bitmap is not the same size. It is ignored.\n";
+  const std::string bmpIgnored =
+      "\n##### Warning : " + twood + ". The translucent bitmap is not the same size. It is ignored.\n";
   PVR_Settings masked;
   masked.pixMaskName = dir.file("m.pix");
   const struct {
@@ -108,19 +122,37 @@ TEST(ImageReaders, TranslucentBitmapsAndMasks) {
   } cases[] = {
       {"24-bit: 255 - red", BmpHead(2, 1, 24) + Chars({9, 9, 0, 0, 0, 200, 0, 0}), twood, {255, 55}, "[READ ALPHA]"},
       {"32-bit rows", BmpHead(2, 1, 32) + Chars({0, 0, 0x40, 0xAA, 0, 0, 0xFF, 0}), twood, {0xBF, 0}, "[READ ALPHA]"},
-      {"8-bit palette red", BmpHead(2, 1, 8, 62, 2) + Chars({0, 0, 10, 0, 0, 0, 250, 0, 1, 0, 0, 0}), twood, {5, 245},
+      {"8-bit palette red",
+       BmpHead(2, 1, 8, 62, 2) + Chars({0, 0, 10, 0, 0, 0, 250, 0, 1, 0, 0, 0}),
+       twood,
+       {5, 245},
        "[READ ALPHA]"},
       {"16-bit X1R5G5B5 widened", BmpHead(2, 1, 16) + Le16(0x7C00) + Le16(0x0400), twood, {0, 247}, "[READ ALPHA]"},
       {"other size ignored", BmpHead(1, 1, 24) + Chars({0, 0, 200, 0}), twood, {255, 255}, bmpIgnored},
-      {"settings' alpha file", BmpHead(2, 1, 24) + Chars({0, 0, 1, 0, 0, 2, 0, 0}), dir.file("other.bmp"), {254, 253},
+      {"settings' alpha file",
+       BmpHead(2, 1, 24) + Chars({0, 0, 1, 0, 0, 2, 0, 0}),
+       dir.file("other.bmp"),
+       {254, 253},
        "[READ ALPHA]"},
-      {"mask: 8-bit runs 3 then 2", PixHead(5, 1, 8) + Chars({3, 0x11, 2, 0x22}), masked.pixMaskName,
-       {0x11, 0x11, 0x11, 0x22, 0x22}, "[READ ALPHA][MASKFILE(8bit-mode)]"},
-      {"mask: 24-bit, 255 - average", PixHead(5, 1, 24) + Chars({5, 30, 60, 90}), masked.pixMaskName,
-       {195, 195, 195, 195, 195}, "[READ ALPHA][MASKFILE(24bit-mode)]"},
-      {"mask: 16-bit unsupported", PixHead(5, 1, 16) + Chars({5, 0}), masked.pixMaskName, {255, 255, 255, 255, 255},
+      {"mask: 8-bit runs 3 then 2",
+       PixHead(5, 1, 8) + Chars({3, 0x11, 2, 0x22}),
+       masked.pixMaskName,
+       {0x11, 0x11, 0x11, 0x22, 0x22},
+       "[READ ALPHA][MASKFILE(8bit-mode)]"},
+      {"mask: 24-bit, 255 - average",
+       PixHead(5, 1, 24) + Chars({5, 30, 60, 90}),
+       masked.pixMaskName,
+       {195, 195, 195, 195, 195},
+       "[READ ALPHA][MASKFILE(24bit-mode)]"},
+      {"mask: 16-bit unsupported",
+       PixHead(5, 1, 16) + Chars({5, 0}),
+       masked.pixMaskName,
+       {255, 255, 255, 255, 255},
        "ERROR : The Maskfile Mode is not support.\n"},
-      {"mask: other size ignored", PixHead(4, 1, 8) + Chars({4, 0}), masked.pixMaskName, {255, 255, 255, 255, 255},
+      {"mask: other size ignored",
+       PixHead(4, 1, 8) + Chars({4, 0}),
+       masked.pixMaskName,
+       {255, 255, 255, 255, 255},
        "\n##### Warning : " + masked.pixMaskName + ". The mask file is not the same size (4x1). It is ignored.\n"},
   };
   for (const auto &c : cases) {
@@ -133,7 +165,8 @@ TEST(ImageReaders, TranslucentBitmapsAndMasks) {
     const Read r = ReadImage(isPix ? kSourcePIX : kSourceBMP, isPix ? pix : wood, settings);
     ASSERT_EQ(r.ok, 1) << r.why;
     for (size_t x = 0; x < c.alphas.size(); ++x)
-      EXPECT_EQ(At(r.image, int(x), 0), (isPix ? Texel{c.alphas[x], 3, 2, 1} : Texel{c.alphas[x], 3 + 3 * int(x), 2 + 3 * int(x), 1 + 3 * int(x)}));
+      EXPECT_EQ(At(r.image, int(x), 0), (isPix ? Texel{c.alphas[x], 3, 2, 1}
+                                               : Texel{c.alphas[x], 3 + 3 * int(x), 2 + 3 * int(x), 1 + 3 * int(x)}));
     EXPECT_EQ(r.console, c.console);
   }
   EXPECT_EQ(PVR_TranslucentName("tex\\wood.bmp"), "tex\\twood.bmp");
@@ -147,7 +180,8 @@ TEST(ImageReaders, RoundTripsOfGeneratedImages) {
   for (auto [w, h] : std::vector<std::array<int, 2>>{{1, 1}, {3, 5}, {10, 7}, {64, 32}, {17, 1}, {300, 2}}) {
     for (int colours : {2, 200}) {
       ++seed;
-      const PVR_Image opaque = teximg::RandomImage(w, h, seed, false, colours), alpha = teximg::RandomImage(w, h, seed, true, colours);
+      const PVR_Image opaque = teximg::RandomImage(w, h, seed, false, colours),
+                      alpha = teximg::RandomImage(w, h, seed, true, colours);
       PVR_Settings settings;
       settings.pixMaskName = dir.file("m.pix");
       WriteFile(settings.pixMaskName, teximg::PixMask(alpha, seed % 2 ? 8 : 24));
@@ -217,8 +251,10 @@ TEST(ImageReaders, MalformedFilesAreRefusedWithAReason) {
     EXPECT_EQ(r.ok, 0);
     EXPECT_EQ(r.image.width, 0);
     EXPECT_TRUE(r.image.texels.empty());
-    if (*c.why == '\0') EXPECT_EQ(r.why, "");
-    else EXPECT_NE(r.why.find(c.why), std::string::npos) << r.why;
+    if (*c.why == '\0')
+      EXPECT_EQ(r.why, "");
+    else
+      EXPECT_NE(r.why.find(c.why), std::string::npos) << r.why;
     EXPECT_NE(r.console.find(c.console), std::string::npos) << r.console;
   }
 }
@@ -317,7 +353,7 @@ TEST(PalettizedBmp, StatusCodes) {
     EXPECT_EQ(r.palette.entryCount, 2);
     EXPECT_EQ(r.palette.entries[1], 0xFF445566u);
     EXPECT_EQ(r.palette.entries[2], 0xFF000000u);  // not in the file: opaque black
-    EXPECT_EQ(r.image.indices[9], 0);               // (1, 1): (1 + 1) & 1
+    EXPECT_EQ(r.image.indices[9], 0);              // (1, 1): (1 + 1) & 1
   }
 }
 
@@ -339,7 +375,10 @@ TEST(FindSource, SuffixesProbingAndLookup) {
       {"no\\dir\\wood.bmp", 1, "./wood.bmp", {2048, 1, kSourceBMP, kTexFormatRectangle}, ""},
       {"a/wood.png", 0, "a/wood.png", {}, "\n##### Error : Can't convert filetype \".png\"\n"},
       {"junk", 0, "junk", {}, "\n##### Error : You must set suffix to filename\n"},
-      {"WIDE.BMP", 0, "WIDE.BMP", {},
+      {"WIDE.BMP",
+       0,
+       "WIDE.BMP",
+       {},
        "\n##### Error : Can't read file WIDE.BMP\nThe image size 5000x1 is beyond the limit of 4096 texels a side.\n"},
   };
   for (const auto &c : cases) {

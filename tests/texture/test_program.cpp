@@ -29,7 +29,8 @@ using vktest::RunResult;
 using vktest::RunVkconv;
 
 // Gradients with noise, opaque unless `alpha` gives the texel's alpha.
-PVR_Image Photo(int w, int h, int (*alpha)(int, int) = [](int, int) { return 255; }) {
+PVR_Image Photo(
+    int w, int h, int (*alpha)(int, int) = [](int, int) { return 255; }) {
   return teximg::MakeImage(w, h, [&](int x, int y) {
     const int n = static_cast<int>((x * 73856093u ^ y * 19349663u) % 29);
     return std::array<int, 4>{alpha(x, y), (x * 255 / (w - 1) + n) & 255, (y * 255 / (h - 1) + 2 * n) & 255,
@@ -44,16 +45,20 @@ std::vector<uint32_t> Palette(uint32_t colours) {
   return palette;
 }
 // A palettized BMP's texels through an RGB565 palette.
-std::vector<PVR_Image> PaletteLevels(int side, const std::vector<uint32_t> &palette, const std::vector<uint8_t> &indices) {
-  return QuantisedLevels(teximg::MakeImage(side, side, [&](int x, int y) {
-                           const uint32_t e = palette[indices[static_cast<size_t>(y * side + x)]];
-                           return std::array<int, 4>{255, int(e >> 16 & 255), int(e >> 8 & 255), int(e & 255)};
-                         }),
-                         kPixRGB565, false);
+std::vector<PVR_Image> PaletteLevels(int side, const std::vector<uint32_t> &palette,
+                                     const std::vector<uint8_t> &indices) {
+  return QuantisedLevels(
+      teximg::MakeImage(side, side,
+                        [&](int x, int y) {
+                          const uint32_t e = palette[indices[static_cast<size_t>(y * side + x)]];
+                          return std::array<int, 4>{255, int(e >> 16 & 255), int(e >> 8 & 255), int(e & 255)};
+                        }),
+      kPixRGB565, false);
 }
 // A "TextureTex" record holding these field lines (in declaration order).
 std::string Nre(const std::string &fields) { return "Chunk TextureTex 0 1 0 0\n! 0 record\n" + fields; }
-const std::string kBankFields = "Fromat auto\nCategory auto\nMipmap on\nDither off\nAlphaDither off\nGlobalIndex auto\n";
+const std::string kBankFields =
+    "Fromat auto\nCategory auto\nMipmap on\nDither off\nAlphaDither off\nGlobalIndex auto\n";
 std::string WithSuffix(const std::string &name, const char *suffix) { return name.substr(0, name.rfind('.')) + suffix; }
 
 struct Source {
@@ -66,7 +71,8 @@ struct Source {
 };
 
 // Writes the sources and the model `base`.vka whose materials use them in order.
-void WriteModel(const ScratchDir &dir, const std::string &base, const std::vector<Source> &sources, bool banks = false) {
+void WriteModel(const ScratchDir &dir, const std::string &base, const std::vector<Source> &sources,
+                bool banks = false) {
   vktest::VkaGenParams params{.baseName = base, .gridWidth = 2, .gridHeight = 2};
   params.materials = static_cast<int>(sources.size()), params.paletteBanks = banks;
   for (const Source &s : sources) {
@@ -85,7 +91,8 @@ void WriteModel(const ScratchDir &dir, const std::string &base, const std::vecto
 std::vector<Source> Sources() {
   std::vector<Source> s;
   const PVR_Image photo = Photo(32, 32), small = Photo(8, 8), square16 = Photo(16, 16);
-  const PVR_Image cutout = Photo(16, 16, [](int x, int y) { return (x - 8) * (x - 8) + (y - 7) * (y - 7) < 30 ? 255 : 0; });
+  const PVR_Image cutout =
+      Photo(16, 16, [](int x, int y) { return (x - 8) * (x - 8) + (y - 7) * (y - 7) < 30 ? 255 : 0; });
   const PVR_Image glass = Photo(16, 16, [](int x, int y) { return 255 - ((x * 16 + y * 3) & 255); });
   const PVR_Image pic = Photo(16, 16, [](int x, int y) { return x * 17 ^ y; });
   const PVR_Image tga16 = teximg::MakeImage(8, 8, [](int x, int y) {
@@ -107,8 +114,8 @@ std::vector<Source> Sources() {
                teximg::TranslucentBmp(cutout)});
   s.push_back({"c_glass.tga", teximg::Tga(glass, 32), QuantisedLevels(glass, kPixARGB4444, true)});
   s.push_back({"d_wide.bmp", teximg::Bmp(Photo(32, 16)), QuantisedLevels(Photo(32, 16), kPixRGB565, false)});
-  s.push_back({"e_pal4.bmp", teximg::PalBmp(16, 16, 4, Palette(16), indices16), PaletteLevels(16, Palette(16), indices16),
-               Nre(kBankFields + "paletteBank 3\n")});
+  s.push_back({"e_pal4.bmp", teximg::PalBmp(16, 16, 4, Palette(16), indices16),
+               PaletteLevels(16, Palette(16), indices16), Nre(kBankFields + "paletteBank 3\n")});
   s.push_back({"f_pal8.bmp", teximg::PalBmp(8, 8, 8, Palette(256), indices8), PaletteLevels(8, Palette(256), indices8),
                Nre(kBankFields + "paletteBank 5\n")});
   s.push_back({"g_tga16.tga", teximg::Tga(tga16, 16), QuantisedLevels(tga16, kPixARGB1555, true)});
@@ -131,7 +138,8 @@ std::vector<Source> Sources() {
                    "paletteBank auto\nVQMode VQ3\npvrLockOn on\n")});
   s.push_back({"s_nosuffix", teximg::Pic(small, false, false), QuantisedLevels(small, kPixRGB565, true)});
   s.push_back({"t_odd.xyz", teximg::Bmp(small), {}});
-  s.push_back({"u_vq_photo.bmp", teximg::Bmp(Photo(64, 64)), QuantisedLevels(Photo(64, 64), kPixRGB565, true), vq, "", 12});
+  s.push_back(
+      {"u_vq_photo.bmp", teximg::Bmp(Photo(64, 64)), QuantisedLevels(Photo(64, 64), kPixRGB565, true), vq, "", 12});
   s.push_back({"v_cut.bmp", teximg::Bmp(small).substr(0, 100), {}});
   return s;
 }
@@ -297,7 +305,9 @@ TEST(Section, OptionsBanksAndSharedTextures) {
       {{"-texn3"}, {"cut.bmp"}, false, "\tTEXN3( \"cut\", 0x0, 0 ),             /* 0 16x16 1555 TW MIP */\n", 2},
       {{"-notexture"}, {"cut.bmp"}, false, nullptr, 0},
       // Same name after the first line; neither file exists, so no archive.
-      {{"-outpvm"}, {"a/wood.bmp", "b/wood.bmp"}, true,
+      {{"-outpvm"},
+       {"a/wood.bmp", "b/wood.bmp"},
+       true,
        "\tPTEXN( \"wood\", 0, 0 ),            /* 0 0x0 565 XXXX ?? ?? */\n"
        "\tPTEXN( \"wood\", 1, 1 ),            /* 0 0x0 565 XXXX ?? ?? */\n",
        0},
@@ -310,9 +320,13 @@ TEST(Section, OptionsBanksAndSharedTextures) {
       ScratchDir dir;
       ASSERT_TRUE(WriteFile(dir.file("cut.bmp"), teximg::Bmp(cut)));
       ASSERT_TRUE(WriteFile(dir.file("tcut.bmp"), teximg::TranslucentBmp(cut)));
-      ASSERT_TRUE(vktest::WriteVka(dir.file("m.vka"), {.baseName = "m", .objects = 2, .gridWidth = 1, .gridHeight = 1,
+      ASSERT_TRUE(vktest::WriteVka(dir.file("m.vka"), {.baseName = "m",
+                                                       .objects = 2,
+                                                       .gridWidth = 1,
+                                                       .gridHeight = 1,
                                                        .materials = static_cast<int>(c.textures.size()),
-                                                       .paletteBanks = c.banks, .textureNames = c.textures}));
+                                                       .paletteBanks = c.banks,
+                                                       .textureNames = c.textures}));
       std::vector<std::string> args = {"m.vka"};
       args.insert(args.end(), c.args.begin(), c.args.end());
       if (separate) args.push_back("-septex");
@@ -353,9 +367,10 @@ void ExpectArchive(const ScratchDir &dir, const RunResult &run, const std::vecto
   for (const Source &s : loaded) loading += " Loading ./" + WithSuffix(s.name, ".pvr\n");
   EXPECT_TRUE(FileBytes(dir.file("m.pvm")) == pvmtest::Archive(textures, {model}));
   EXPECT_NE(run.out.find("Model name exists ... " + model + "\n"), std::string::npos) << run.out;
-  const std::string summary = loading + "\n[OUTPUT]./m.pvm\n[INCLUDE]:[PVMH][PVRNAME][CATEGORYCODE][ENTRYINFO]"
-                                        "[GLOBALINDEX]\n[MDLN]" + (palettized ? "[PVPL]" : "") +
-                              "[PVRT][PVR-LOCKOFF][ORDER-LOCKOFF]\n";
+  const std::string summary = loading +
+                              "\n[OUTPUT]./m.pvm\n[INCLUDE]:[PVMH][PVRNAME][CATEGORYCODE][ENTRYINFO]"
+                              "[GLOBALINDEX]\n[MDLN]" +
+                              (palettized ? "[PVPL]" : "") + "[PVRT][PVR-LOCKOFF][ORDER-LOCKOFF]\n";
   EXPECT_NE(run.err.find(summary), std::string::npos) << run.err;
 }
 
@@ -425,9 +440,11 @@ TEST(PvmProgram, PalettizedModel) {
 TEST(PvmProgram, ArchiveFailuresKeepTheModel) {
   const std::string longName(29, 'x'), bmp = teximg::Bmp(teximg::RandomImage(8, 8, 1, false));
   const std::pair<std::vector<Source>, std::string> cases[] = {
-      {{{"a.bmp", bmp}, {"missing.bmp", ""}}, "\n##### Error : Can't open file missing.pvr; archive m.pvm not written\n"},
+      {{{"a.bmp", bmp}, {"missing.bmp", ""}},
+       "\n##### Error : Can't open file missing.pvr; archive m.pvm not written\n"},
       {{{longName + ".bmp", bmp}},
-       "\n##### Error : Texture name " + longName + " of " + longName + ".pvr is longer than 28 bytes; archive m.pvm not written\n"},
+       "\n##### Error : Texture name " + longName + " of " + longName +
+           ".pvr is longer than 28 bytes; archive m.pvm not written\n"},
   };
   for (const auto &[sources, error] : cases) {
     ScratchDir dir;

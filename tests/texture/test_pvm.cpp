@@ -100,8 +100,8 @@ TEST(PvmBytes, TwoTexturesLaidOutByHand) {
   // last, so padded by 16 to 272 (16 modulo 32), size field 152; its texels
   // start at 128. PVRT b at 272, 8 + 8 + 256 = 272 bytes, ends at 544, a
   // multiple of 4 (size field 264); its texels start at 288.
-  const std::string textures = "PVRT" + Le32(152) + Le32(0x0101) + Le16(8) + Le16(8) + texelsA +
-                               std::string(16, '\0') + "PVRT" + Le32(264) + Le32(0x0902) + Le16(16) + Le16(8) + texelsB;
+  const std::string textures = "PVRT" + Le32(152) + Le32(0x0101) + Le16(8) + Le16(8) + texelsA + std::string(16, '\0') +
+                               "PVRT" + Le32(264) + Le32(0x0902) + Le16(16) + Le16(8) + texelsB;
   const struct {
     std::string model, expected, out, includeModel;
   } rows[] = {
@@ -136,10 +136,10 @@ TEST(PvmBytes, TwoTexturesLaidOutByHand) {
 TEST(PvmBytes, WorkedLayoutOf256Texture) {
   ScratchDir dir;
   const std::string texels = Ramp(174764, 3), pvr = Pvr(7, 0x0201, 256, 256, texels), path = "/models/car_body.vka";
-  const std::string expected = "PVMH" + Le32(44) + Le16(0x011F) + Le16(1) + Le16(0) + Name28("tex_01") +
-                               Le16(0x0201) + Le16(0x66) + Le32(7) + std::string(2, '\0') + "MDLN" + Le32(52) +
-                               Le16(1) + path + std::string(30, '\0') + "PVRT" + Le32(8 + 174764) + Le32(0x0201) +
-                               Le16(256) + Le16(256) + texels;
+  const std::string expected = "PVMH" + Le32(44) + Le16(0x011F) + Le16(1) + Le16(0) + Name28("tex_01") + Le16(0x0201) +
+                               Le16(0x66) + Le32(7) + std::string(2, '\0') + "MDLN" + Le32(52) + Le16(1) + path +
+                               std::string(30, '\0') + "PVRT" + Le32(8 + 174764) + Le32(0x0201) + Le16(256) +
+                               Le16(256) + texels;
   ASSERT_TRUE(WriteFile(dir.file("tex_01.pvr"), pvr));
   const Built b = Build(dir.file("car_body.pvm"), {dir.file("tex_01.pvr")}, "car_body.vka", "/models");
   ASSERT_EQ(b.status, ArchiveStatus::kWritten);
@@ -174,12 +174,12 @@ TEST(PvmBytes, PalettizedLaidOutByHand) {
   // 8 + 8 + 64 = 80 bytes, padded by 16 to 240 (size field 88), texels at
   // 160; PVRT d at 240, 80 bytes (size field 72), texels at 256.
   const std::string expected =
-      "PVMH" + Le32(80) + Le16(0x0D0F) + Le16(2) +                                              //
-      Le16(0) + Name28("c") + Le16(0x0701) + Le16(0x11) + Le32(0x0C000007) +                    //
-      Le16(1) + Name28("d") + Le16(0x0701) + Le16(0x11) + Le32(0x17FFFFFF) +                    //
+      "PVMH" + Le32(80) + Le16(0x0D0F) + Le16(2) +                                                       //
+      Le16(0) + Name28("c") + Le16(0x0701) + Le16(0x11) + Le32(0x0C000007) +                             //
+      Le16(1) + Name28("d") + Le16(0x0701) + Le16(0x11) + Le32(0x17FFFFFF) +                             //
       "PVPL" + Le32(16) + Le16(1) + Le16(3) + Le16(0) + Le16(4) + "\x11\x11\x22\x22\x33\x33\x44\x44"s +  //
-      "PVPL" + Le32(24) + Le16(1) + Le16(5) + Le16(0) + Le16(2) + "\xAA\xAA\xBB\xBB"s + std::string(12, '\0') +
-      "PVRT" + Le32(88) + Le32(0x0701) + Le16(8) + Le16(8) + indicesC + std::string(16, '\0') +  //
+      "PVPL" + Le32(24) + Le16(1) + Le16(5) + Le16(0) + Le16(2) + "\xAA\xAA\xBB\xBB"s + std::string(12, '\0') + "PVRT" +
+      Le32(88) + Le32(0x0701) + Le16(8) + Le16(8) + indicesC + std::string(16, '\0') +  //
       "PVRT" + Le32(72) + Le32(0x0701) + Le16(8) + Le16(8) + indicesD;
   const Built b = Build(dir.file("p.pvm"), {dir.file("c.pvr"), dir.file("d.pvr")});
   ASSERT_EQ(b.status, ArchiveStatus::kWritten);
@@ -193,11 +193,11 @@ TEST(PvmBytes, PalettizedLaidOutByHand) {
 // the tests' layout lays it out.
 TEST(PvmEdges, NamesDimensionsDuplicatesAndLastPadding) {
   const std::pair<std::pair<uint32_t, uint32_t>, uint16_t> codes[] = {
-      {{256, 128}, 0x56}, {{8, 8}, 0x11}, {{1024, 1024}, 0x88}, {{16, 32}, 0x32}, {{64, 512}, 0x74},
-      {{4, 512}, 0x78},   {{0, 16}, 0x28}, {{100, 100}, 0x88},  {{65535, 8}, 0x18}};
+      {{256, 128}, 0x56}, {{8, 8}, 0x11},  {{1024, 1024}, 0x88}, {{16, 32}, 0x32},  {{64, 512}, 0x74},
+      {{4, 512}, 0x78},   {{0, 16}, 0x28}, {{100, 100}, 0x88},   {{65535, 8}, 0x18}};
   for (const auto &[size, code] : codes) EXPECT_EQ(pvm::DimensionCode(size.first, size.second), code);
   const std::pair<std::string, std::string> names[] = {
-      {"/a/my-wall.pvr", "wall"}, {"/a/tex_01.pvr", "tex_01"}, {"/a.b/c.d.pvr", "c"},  {"/a/-.pvr", ""},
+      {"/a/my-wall.pvr", "wall"}, {"/a/tex_01.pvr", "tex_01"}, {"/a.b/c.d.pvr", "c"}, {"/a/-.pvr", ""},
       {"/a/plain", "plain"},      {"/a/x y.pvr", "y"},         {"C:\\t\\b.pvr", "b"}, {"/a/é.pvr", ""}};
   for (const auto &[path, name] : names) EXPECT_EQ(pvm::EntryName(path), name) << path;
 
@@ -217,8 +217,8 @@ TEST(PvmEdges, NamesDimensionsDuplicatesAndLastPadding) {
   EXPECT_EQ(file.substr(12 + 38 + 2, 28), longName);  // 28 bytes, no terminating zero
   // tex_01 is the last chunk: 8 + 8 + 6 bytes, padded by 2.
   EXPECT_EQ(file.substr(file.size() - 24), "PVRT" + Le32(16) + big.substr(8) + std::string(2, '\0'));
-  EXPECT_EQ(Bytes(file), pvmtest::Archive({{"wall", Bytes(wall), {}}, {longName, Bytes(wide), {}},
-                                           {"tex_01", Bytes(big), {}}}));
+  EXPECT_EQ(Bytes(file),
+            pvmtest::Archive({{"wall", Bytes(wall), {}}, {longName, Bytes(wide), {}}, {"tex_01", Bytes(big), {}}}));
 }
 
 // The first kept texture sets the kind; the others are left out silently.
@@ -236,11 +236,13 @@ TEST(PvmKeep, MixedSetsKeepTheFirstKind) {
       // RGB565 8-bit palettes, plain or mipmapped, are one kind; ARGB4444,
       // 4-bit and non-palettized textures are left out.
       {{{"p1", 0x0701, 1}, {"p2", 0x0801, 1}, {"p3", 0x0702, 2}, {"p4", 0x0501, 1}, {"t", 0x0101, -1}},
-       {"p1", "p2"}, true},
+       {"p1", "p2"},
+       true},
       {{{"q4", 0x0502, 2}, {"q4m", 0x0602, 2}, {"q8", 0x0702, 2}, {"q1", 0x0501, 1}}, {"q4", "q4m"}, true},
       // Non-palettized first: every palettized texture is left out.
       {{{"t1", 0x0101, -1}, {"p1", 0x0701, 1}, {"t2", 0x0902, -1}, {"v", 0x0302, -1}, {"s", 0x1001, -1}},
-       {"t1", "t2", "v", "s"}, false},
+       {"t1", "t2", "v", "s"},
+       false},
       // A palettized texture without its palette file is left out and sets nothing.
       {{{"p0", 0x0701, -1}, {"t1", 0x0101, -1}, {"p1", 0x0701, 1}}, {"t1"}, false},
       {{{"p0", 0x0701, -1}, {"p1", 0x0702, 2}, {"p2", 0x0701, 1}, {"p3", 0x0802, 2}}, {"p1", "p3"}, true},
@@ -386,12 +388,14 @@ void ExpectPackedAndReadBack(const ScratchDir &dir, const std::vector<pvmtest::T
   for (size_t i = 0; i < textures.size(); ++i) {
     const PVM_Entry &entry = read.entries[i];
     const pvmtest::Texture &t = textures[i];
-    EXPECT_EQ(std::make_tuple(entry.id, entry.name, entry.pvr, entry.pvp), std::make_tuple(uint16_t(i), t.name, t.pvr, t.pvp));
+    EXPECT_EQ(std::make_tuple(entry.id, entry.name, entry.pvr, entry.pvp),
+              std::make_tuple(uint16_t(i), t.name, t.pvr, t.pvp));
     EXPECT_EQ(entry.paletteBank, t.pvp.empty() ? -1 : int32_t(pvr::Get16(&t.pvp[10])));
     EXPECT_EQ(entry.globalIndex, t.pvr[0] == 'G' ? pvr::Get32(&t.pvr[8]) : 0xFFFFFFFFu);
     const PVR_Decoded fromArchive = Decode(entry.pvr, entry.pvp), fromFile = Decode(t.pvr, t.pvp);
     ASSERT_EQ(fromArchive.levels.size(), fromFile.levels.size());
-    for (size_t k = 0; k < fromFile.levels.size(); ++k) EXPECT_EQ(fromArchive.levels[k].texels, fromFile.levels[k].texels);
+    for (size_t k = 0; k < fromFile.levels.size(); ++k)
+      EXPECT_EQ(fromArchive.levels[k].texels, fromFile.levels[k].texels);
   }
 }
 
@@ -453,7 +457,8 @@ TEST(PvmProperties, GeneratedSets) {
     const Built b = Build(dir.file("g.pvm"), files, model ? "g.vka" : "");
     ASSERT_EQ(b.status, ArchiveStatus::kWritten);
     const std::vector<uint8_t> file = FileBytes(dir.file("g.pvm"));
-    ASSERT_TRUE(file == pvmtest::Archive(kept, model ? std::vector<std::string>{"/w/g.vka"} : std::vector<std::string>{}))
+    ASSERT_TRUE(file ==
+                pvmtest::Archive(kept, model ? std::vector<std::string>{"/w/g.vka"} : std::vector<std::string>{}))
         << "round " << round;
     EXPECT_EQ(Read(file).entries.size(), kept.size());
   }
@@ -488,7 +493,8 @@ TEST(PvmRead, Refusals) {
       {with(10, "\x03"), "PVMH chunk of 80 bytes is too short for 3 entries of 38 bytes"},
       {with(4, Le32(2)), "PVMH chunk of 2 bytes holds no flags and entry count"},
       {with(10, "\x01"), "PVRT chunk at offset 272 is one more than the 1 entries"},
-      {plus("PVRT" + Le32(8) + Le32(0x0101) + Le16(8) + Le16(8)), "PVRT chunk at offset 416 is one more than the 2 entries"},
+      {plus("PVRT" + Le32(8) + Le32(0x0101) + Le16(8) + Le16(8)),
+       "PVRT chunk at offset 416 is one more than the 2 entries"},
       {with(276, Le32(4)), "PVRT chunk at offset 272 of 4 bytes holds no category and size"},
       {plus("ABCD" + Le32(0)), "unknown chunk \"ABCD\" at offset 416"},
       {plus("PVMH" + Le32(4) + Le32(0)), "second PVMH chunk at offset 416"},

@@ -121,13 +121,13 @@ TEST(Decoder, SmallVQCodebookCornersAndLevels) {
   ASSERT_EQ(single.levels.size(), 1u);
   ASSERT_EQ(mipmapped.levels.size(), 5u);
   const std::tuple<const PVR_Image &, int32_t, int32_t, std::vector<uint8_t>> texels[] = {
-      {single.levels[0], 0, 0, {255, 0, 0, 66}},         // block (0,0): entry 8, top-left blue 8
-      {single.levels[0], 3, 2, {255, 90, 0, 0}},         // block (1,1): entry 11, top-right red 11
-      {single.levels[0], 4, 5, {255, 0, 56, 0}},         // block (2,2): entry 14, bottom-left green 14
-      {single.levels[0], 15, 15, {255, 107, 0, 255}},    // block (7,7): entry 13, bottom-right
-      {mipmapped.levels[4], 0, 0, {255, 8, 0, 255}},     // 1x1: entry 1, bottom-right
-      {mipmapped.levels[3], 1, 0, {255, 8, 0, 0}},       // 2x2: entry 1, top-right
-      {mipmapped.levels[2], 2, 3, {255, 0, 20, 0}},      // 4x4: block (1,1) entry 5, bottom-left
+      {single.levels[0], 0, 0, {255, 0, 0, 66}},       // block (0,0): entry 8, top-left blue 8
+      {single.levels[0], 3, 2, {255, 90, 0, 0}},       // block (1,1): entry 11, top-right red 11
+      {single.levels[0], 4, 5, {255, 0, 56, 0}},       // block (2,2): entry 14, bottom-left green 14
+      {single.levels[0], 15, 15, {255, 107, 0, 255}},  // block (7,7): entry 13, bottom-right
+      {mipmapped.levels[4], 0, 0, {255, 8, 0, 255}},   // 1x1: entry 1, bottom-right
+      {mipmapped.levels[3], 1, 0, {255, 8, 0, 0}},     // 2x2: entry 1, top-right
+      {mipmapped.levels[2], 2, 3, {255, 0, 20, 0}},    // 4x4: block (1,1) entry 5, bottom-left
   };
   for (const auto &[level, x, y, texel] : texels) EXPECT_EQ(Texel(level, x, y), texel) << x << "," << y;
   EXPECT_EQ(mipmapped.levels[0].texels, single.levels[0].texels);

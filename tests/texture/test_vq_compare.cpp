@@ -70,7 +70,8 @@ void CompareAll(const std::vector<Case> &cases, int plainUpTo = 0) {
                                     << (c.smallVQ ? " small" : " full") << (c.mipmaps ? " mip" : " single") << " alg "
                                     << c.algorithm << (c.dither ? " dither" : "") << " seed " << c.seed);
     const PVR_Input input = MakeInput(c);
-    const vqtest::LiteralResult literal = vqtest::LiteralVQ({c.texelFormat, c.smallVQ, c.mipmaps, c.algorithm}, input, -1);
+    const vqtest::LiteralResult literal =
+        vqtest::LiteralVQ({c.texelFormat, c.smallVQ, c.mipmaps, c.algorithm}, input, -1);
     for (bool wide : {true, false}) {
       if (!wide && c.side > plainUpTo) continue;
       const Result fast = RunFast(c, input, 2, wide);
@@ -125,9 +126,12 @@ TEST(VQCompare, RandomImagesManySeeds) {
 // 1024) and algorithm 3 over large vector counts.
 TEST(VQCompare, LargeSides) {
   std::vector<Case> cases = {
-      {ImageKind::kPhoto, 512, 2, false, true, 4, false, 7},     {ImageKind::kGraded, 512, 1, false, false, 4, true, 8},
-      {ImageKind::kBilevel, 512, 0, false, true, 3, false, 9},   {ImageKind::kPhoto, 1024, 2, false, true, 4, false, 10},
-      {ImageKind::kBilevel, 1024, 0, false, false, 4, true, 11}, {ImageKind::kPhoto, 1024, 2, false, true, 3, false, 12},
+      {ImageKind::kPhoto, 512, 2, false, true, 4, false, 7},
+      {ImageKind::kGraded, 512, 1, false, false, 4, true, 8},
+      {ImageKind::kBilevel, 512, 0, false, true, 3, false, 9},
+      {ImageKind::kPhoto, 1024, 2, false, true, 4, false, 10},
+      {ImageKind::kBilevel, 1024, 0, false, false, 4, true, 11},
+      {ImageKind::kPhoto, 1024, 2, false, true, 3, false, 12},
   };
   if (kSanitized) cases.resize(2);
   CompareAll({cases[0]}, 512);

@@ -37,7 +37,8 @@ Bytes Compress(const PVR_VQOptions &options, PVR_Input input, int32_t globalInde
 }
 // A VQ file: the texture chunk's head, the codebook zero-filled to `entries`
 // entries, the index bytes.
-Bytes VQFile(uint32_t category, uint32_t side, size_t entries, const std::vector<Entry> &codebook, const Bytes &indices) {
+Bytes VQFile(uint32_t category, uint32_t side, size_t entries, const std::vector<Entry> &codebook,
+             const Bytes &indices) {
   Bytes out;
   pvr::PutTextureHead(out, static_cast<uint32_t>(8 * entries + indices.size()), category, side, side);
   for (size_t e = 0; e < entries; ++e)
@@ -121,7 +122,9 @@ TEST(VQExpected, CodebooksAndIndexImagesWorkedByHand) {
   // bottom-right texel and sorts before the all-green vector of the 1x1
   // level. RGB565, small VQ with mipmaps; index images 1x1, 2x2, 4x4, 8x8.
   PVR_Input corner{{Uniform(16, 255, 248, 0, 0)}};
-  for (int t = 0; t < 4; ++t) std::copy_n(std::array<uint8_t, 4>{255, 0, uint8_t(t == 3 ? 252 : 0), 0}.data(), 4, corner.levels[0].At(t % 2, t / 2));
+  for (int t = 0; t < 4; ++t)
+    std::copy_n(std::array<uint8_t, 4>{255, 0, uint8_t(t == 3 ? 252 : 0), 0}.data(), 4,
+                corner.levels[0].At(t % 2, t / 2));
   for (int side : {8, 4, 2}) corner.levels.push_back(Uniform(side, 255, 248, 0, 0));
   corner.levels.push_back(Uniform(1, 255, 0, 252, 0));
   EXPECT_EQ(Compress(Options(kVQRGB565, true, true, 3), corner),
@@ -180,10 +183,10 @@ TEST(VQExpected, CodebookSizesAndRefusals) {
     int side;
     bool smallVQ, mipmaps;
     int size;
-  } rows[] = {{8, false, false, 0},     {8, true, true, 0},      {16, false, false, 0},   {16, false, true, 0},
-              {16, true, false, 16},    {16, true, true, 16},    {32, false, true, 0},    {32, true, false, 32},
-              {32, true, true, 64},     {64, false, false, 256}, {64, false, true, 256},  {64, true, false, 128},
-              {64, true, true, 0},      {128, true, false, 0},   {128, false, true, 256}, {1024, false, false, 256},
+  } rows[] = {{8, false, false, 0},  {8, true, true, 0},      {16, false, false, 0},   {16, false, true, 0},
+              {16, true, false, 16}, {16, true, true, 16},    {32, false, true, 0},    {32, true, false, 32},
+              {32, true, true, 64},  {64, false, false, 256}, {64, false, true, 256},  {64, true, false, 128},
+              {64, true, true, 0},   {128, true, false, 0},   {128, false, true, 256}, {1024, false, false, 256},
               {1024, true, true, 0}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.side);
@@ -315,7 +318,8 @@ TEST(VQExpected, DriverFallbacksAndFailures) {
     testing::internal::CaptureStdout();
     ASSERT_TRUE(PVR_EncodeVQ(&settings, Uniform(32, 255, 9, 9, 9), hooks));
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(console.warning.Text(), "\n##### Warning : VQ texels are ARGB1555, RGB565 or ARGB4444 only. Use RGB565.\n");
+    EXPECT_EQ(console.warning.Text(),
+              "\n##### Warning : VQ texels are ARGB1555, RGB565 or ARGB4444 only. Use RGB565.\n");
     EXPECT_EQ(console.info.Text(), "[VQ AUTO MIPMAP OFF]");
     EXPECT_EQ(settings.pixelFormat, kPixRGB565);
     const Bytes file = FileBytes(settings.outputName);

@@ -115,7 +115,8 @@ inline PVR_Settings SettingsFor(const std::string &name, int32_t pixelFormat, bo
 // width, height, alpha kind, global index, pixel format, texture format,
 // mipmap, skipped, bad size.
 inline std::vector<int> Fields(const PVR_TexInfo &i) {
-  return {i.width, i.height, i.alphaKind, i.globalIndex, i.pixelFormat, i.textureFormat, i.mipmap, i.skipped, i.badSize};
+  return {i.width,         i.height, i.alphaKind, i.globalIndex, i.pixelFormat,
+          i.textureFormat, i.mipmap, i.skipped,   i.badSize};
 }
 
 inline PVR_Decoded Decode(const std::vector<uint8_t> &pvr, const std::vector<uint8_t> &pvp = {}) {
