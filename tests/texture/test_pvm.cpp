@@ -221,54 +221,6 @@ TEST(PvmEdges, NamesDimensionsDuplicatesAndLastPadding) {
             pvmtest::Archive({{"wall", Bytes(wall), {}}, {longName, Bytes(wide), {}}, {"tex_01", Bytes(big), {}}}));
 }
 
-// The first kept texture sets the kind; the others are left out silently.
-TEST(PvmKeep, MixedSetsKeepTheFirstKind) {
-  struct File {
-    std::string name;
-    uint32_t category;
-    int palette;  // pixel format of its .pvp file, -1 for none
-  };
-  const struct {
-    std::vector<File> files;
-    std::vector<std::string> kept;
-    bool palettized;
-  } rows[] = {
-      // RGB565 8-bit palettes, plain or mipmapped, are one kind; ARGB4444,
-      // 4-bit and non-palettized textures are left out.
-      {{{"p1", 0x0701, 1}, {"p2", 0x0801, 1}, {"p3", 0x0702, 2}, {"p4", 0x0501, 1}, {"t", 0x0101, -1}},
-       {"p1", "p2"},
-       true},
-      {{{"q4", 0x0502, 2}, {"q4m", 0x0602, 2}, {"q8", 0x0702, 2}, {"q1", 0x0501, 1}}, {"q4", "q4m"}, true},
-      // Non-palettized first: every palettized texture is left out.
-      {{{"t1", 0x0101, -1}, {"p1", 0x0701, 1}, {"t2", 0x0902, -1}, {"v", 0x0302, -1}, {"s", 0x1001, -1}},
-       {"t1", "t2", "v", "s"},
-       false},
-      // A palettized texture without its palette file is left out and sets nothing.
-      {{{"p0", 0x0701, -1}, {"t1", 0x0101, -1}, {"p1", 0x0701, 1}}, {"t1"}, false},
-      {{{"p0", 0x0701, -1}, {"p1", 0x0702, 2}, {"p2", 0x0701, 1}, {"p3", 0x0802, 2}}, {"p1", "p3"}, true},
-      {{{"p0", 0x0701, -1}}, {}, false},  // nothing kept: an archive without entries
-  };
-  for (const auto &row : rows) {
-    ScratchDir dir;
-    std::vector<std::string> files;
-    for (const File &f : row.files) {
-      files.push_back(dir.file(f.name + ".pvr"));
-      ASSERT_TRUE(WriteFile(files.back(), Pvr(1, f.category, 8, 8, Ramp(32, 1))));
-      if (f.palette >= 0) {
-        ASSERT_TRUE(WriteFile(dir.file(f.name + ".pvp"), Pvp(uint32_t(f.palette), 2, {1, 2})));
-      }
-    }
-    const Built b = Build(dir.file("k.pvm"), files);
-    ASSERT_EQ(b.status, ArchiveStatus::kWritten) << row.kept.size();
-    EXPECT_EQ(b.error, "");
-    const PVM_Archive read = Read(FileBytes(dir.file("k.pvm")));
-    std::vector<std::string> names;
-    for (const PVM_Entry &e : read.entries) names.push_back(e.name);
-    EXPECT_EQ(names, row.kept);
-    EXPECT_EQ(read.flags, row.palettized ? 0x0D0F : 0x010F);
-  }
-}
-
 // Loads that fail and writes that fail leave no new archive and keep the
 // older one; only the load failures and the long name print an error.
 TEST(PvmFailures, NoArchiveAndTheOlderOneKept) {
@@ -423,9 +375,10 @@ TEST(PvmRoundTrip, EveryEncodedKind) {
 }
 
 // Generated sets of textures of random kinds, sizes and palettes: the
-// builder keeps the first texture's kind (pixel format and palette kind when
-// palettized; a palettized texture without its palette sets nothing) and
-// writes the tests' layout of what it keeps.
+// builder keeps the textures of the first one's kind (non-palettized, or
+// palettized of one pixel format and palette size, 4 or 8 bits with or
+// without mipmaps; a palettized texture without its palette file is left out
+// and sets nothing) and writes the tests' layout of what it keeps.
 TEST(PvmProperties, GeneratedSets) {
   std::mt19937 random(11);
   const uint32_t categories[] = {0x0101, 0x0201, 0x0902, 0x0D00, 0x0303, 0x1101, 0x0701, 0x0801, 0x0702, 0x0501};
