@@ -113,8 +113,10 @@ inline std::vector<KindFile> WriteEveryKind(const std::string &folder) {
     const char *label;
     int32_t side, texelFormat;
     bool small, mipmap;
-  } vq[] = {{"vq-RGB565", 64, kVQRGB565, false, false},      {"vq-mip-ARGB4444", 64, kVQARGB4444, false, true},
-            {"smallvq-mip-ARGB1555", 16, kVQARGB1555, true, true}, {"smallvq-RGB565", 32, kVQRGB565, true, false},
+  } vq[] = {{"vq-RGB565", 64, kVQRGB565, false, false},
+            {"vq-mip-ARGB4444", 64, kVQARGB4444, false, true},
+            {"smallvq-mip-ARGB1555", 16, kVQARGB1555, true, true},
+            {"smallvq-RGB565", 32, kVQRGB565, true, false},
             {"smallvq-ARGB4444", 64, kVQARGB4444, true, false}};
   for (const auto &v : vq) {
     PVR_Input input{{PatternImage(v.side, v.side, v.texelFormat != kVQRGB565)}};

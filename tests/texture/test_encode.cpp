@@ -13,9 +13,6 @@ namespace {
 
 using namespace textest;
 using namespace std::string_literals;
-using vktest::Exists;
-using vktest::ReadFile;
-using vktest::ScratchDir;
 
 // 8x8, red 32x, green 32y, RGB565: level 0 is 0x2000x + 0x100y; the 4x4 box
 // average (64X + 16, 64Y + 16) 0x4000X + 0x200Y + 0x1080; the 2x2 (128X + 48,
@@ -48,7 +45,7 @@ TEST(EncodeBytes, TwiddledWithMipmapsNonSquareAndLength) {
   std::string file = ReadFile(dir.file("t.pvr"));
   EXPECT_EQ(file.substr(0, 32), "GBIX\x08\0\0\0\x05\0\0\0    PVRT\xB4\0\0\0\x01\x02\0\0\x08\0\x08\0"s);
   EXPECT_EQ(Words(file, 32, 99), std::vector<uint16_t>(kMipmapped8x8, kMipmapped8x8 + 86));
-  EXPECT_EQ(console.info.text(), "[GLOBALINDEX 5]");
+  EXPECT_EQ(console.info.Text(), "[GLOBALINDEX 5]");
   const PVR_TexInfo &i = settings.info;
   EXPECT_EQ((std::vector<int>{i.width, i.height, i.globalIndex, i.pixelFormat, i.textureFormat, i.mipmap, i.skipped}),
             (std::vector<int>{8, 8, 5, 1, 1, 1, 0}));
@@ -153,7 +150,7 @@ TEST(EncodeBytes, PalettizedFileAndPaletteFile) {
     EXPECT_EQ(file.size(), 32u + 32u);
     EXPECT_EQ(file.substr(0, 34),
               "GBIX\x08\0\0\0\x07\0\0\0\0\0\0\0PVRT\x28\0\0\0"s + char(format) + "\x05\0\0\x08\0\x08\0\x02\x13"s);
-    EXPECT_EQ(console.info.text(), "\nConvert BMP to PVP\nConvert BMP to PVR\n");
+    EXPECT_EQ(console.info.Text(), "\nConvert BMP to PVP\nConvert BMP to PVR\n");
     EXPECT_EQ(settings.info.globalIndex * 10 + settings.info.textureFormat, 7 * 10 + kTexFormatPal4);
   }
 }
@@ -174,7 +171,7 @@ TEST(EncodeRefusals, SizesAndBrokenInputs) {
       Console console;
       EXPECT_FALSE(encode(encoder, MakeImage(width, height, 0, 0, 0, 0),
                           {width, height, 8, std::vector<uint8_t>(width * height)}));
-      EXPECT_EQ(console.info.text(), "\n#####\nBMP size error.\nWidth:" + std::to_string(width) +
+      EXPECT_EQ(console.info.Text(), "\n#####\nBMP size error.\nWidth:" + std::to_string(width) +
                                          "  Height:" + std::to_string(height) + "\n#####\n");
     }
   }
@@ -201,7 +198,7 @@ TEST(EncodeRefusals, SizesAndBrokenInputs) {
   for (const auto &[run, message] : cases) {
     Console console;
     EXPECT_FALSE(run());
-    EXPECT_EQ(console.error.text(), "\n##### Error : "s + message);
+    EXPECT_EQ(console.error.Text(), "\n##### Error : "s + message);
   }
   EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
   EXPECT_EQ(settings.info.skipped + unnamed.info.skipped, 2);
@@ -230,13 +227,13 @@ TEST(EncodeRefusals, FailedWritesKeepTheOlderFile) {
   };
   for (const auto &[name, arrange, restore] : cases) {
     if (name == readOnly + "/old.pvr" && geteuid() == 0) continue;  // root writes there anyway
-    ASSERT_TRUE(vktest::WriteFile(target, "an older texture"));
+    ASSERT_TRUE(WriteFile(target, "an older texture"));
     PVR_Settings settings = SettingsFor(name, kPixRGB565, true);
     Console console;
     arrange();
     EXPECT_FALSE(PVR_EncodeTwiddled(&settings, MakeImage(64, 64, 255, 9, 9, 9))) << name;
     restore();
-    EXPECT_EQ(console.error.text(), "\n##### Error : Can't write file " + name + "\n");
+    EXPECT_EQ(console.error.Text(), "\n##### Error : Can't write file " + name + "\n");
     EXPECT_EQ(ReadFile(target), "an older texture");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2) << name;  // old.pvr and ro
   }
@@ -245,7 +242,7 @@ TEST(EncodeRefusals, FailedWritesKeepTheOlderFile) {
   Console console;
   EXPECT_FALSE(PVR_EncodePalettized(&settings, PVR_Palette{}, PVR_PalImage{8, 8, 8, std::vector<uint8_t>(64)}));
   EXPECT_FALSE(Exists(dir.file("p.pvr")) || Exists(dir.file("p.pvp")));
-  EXPECT_EQ(console.info.text(), "");
+  EXPECT_EQ(console.info.Text(), "");
   // The texture file fails after its palette was written: the older pair stays.
   std::filesystem::create_directory(dir.file("q.pvr.tmp~"));
   ASSERT_TRUE(vktest::WriteFile(dir.file("q.pvp"), "old palette") && vktest::WriteFile(dir.file("q.pvr"), "old"));

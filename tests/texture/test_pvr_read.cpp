@@ -2,8 +2,6 @@
 // lookup, the decoder on files built by hand and on malformed ones.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "texture/pvr_header.h"
 #include "texture_test_util.h"
 
@@ -11,8 +9,6 @@ namespace {
 
 using namespace textest;
 using namespace std::string_literals;
-using vktest::ScratchDir;
-using vktest::WriteFile;
 
 // Little-endian file bytes.
 struct Builder {
@@ -53,7 +49,7 @@ TEST(HeaderReader, SurvivesMalformedFiles) {
     Console console;
     EXPECT_EQ(PVR_ReadHeaderInfo(dir.file("m.pvr").c_str(), &info), 1);
     EXPECT_EQ(Fields(info), fields) << bytes.size();
-    const std::string printed = console.warning.text();
+    const std::string printed = console.warning.Text();
     EXPECT_TRUE(*warning == '\0' ? printed.empty() : printed.find(warning) != std::string::npos) << printed;
     PVR_ParseHeaderInfo(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), &fromMemory);
     EXPECT_EQ(Fields(fromMemory), fields);
@@ -64,8 +60,7 @@ TEST(HeaderReader, SurvivesMalformedFiles) {
 TEST(HeaderReader, LooksInTheWorkingFolderAndNamesWhatItCannotOpen) {
   ScratchDir dir;
   ASSERT_TRUE(WriteFile(dir.file("w.pvr"), Builder().Texture(8, 0x0201, 64, 32).bytes));
-  const std::filesystem::path before = std::filesystem::current_path();
-  std::filesystem::current_path(dir.path());
+  InFolder here(dir.path());
   PVR_TexInfo info;
   for (const char *path : {"w.pvr", "no/such/folder/w.pvr", "C:\\textures\\w.pvr"}) {
     info = PVR_TexInfo{};
@@ -73,8 +68,7 @@ TEST(HeaderReader, LooksInTheWorkingFolderAndNamesWhatItCannotOpen) {
   }
   Console console;
   EXPECT_EQ(PVR_ReadHeaderInfo("tex/missing.pvr", &info), 0);
-  EXPECT_EQ(console.error.text(), "\n##### Error: Can't open file tex/missing.pvr\n");
-  std::filesystem::current_path(before);
+  EXPECT_EQ(console.error.Text(), "\n##### Error: Can't open file tex/missing.pvr\n");
 }
 
 std::vector<uint8_t> Texel(const PVR_Image &image, int32_t x, int32_t y) {
@@ -94,13 +88,10 @@ TEST(Decoder, TexelColours) {
       {kPixBump, 0xFF00, 0x0000, {255, 128, 128, 255}, {255, 255, 128, 128}},
   };
   for (const auto &[format, first, second, texel0, texel1] : cases) {
-    PVR_Decoded decoded;
-    std::string error;
-    ASSERT_TRUE(
-        PVR_Decode(Builder().Texture(12, format | 0x0900, 2, 1).U16(first).U16(second).Data(), {}, &decoded, &error))
-        << error;
-    EXPECT_EQ(Texel(decoded.levels.at(0), 0, 0), texel0) << format;
-    EXPECT_EQ(Texel(decoded.levels.at(0), 1, 0), texel1) << format;
+    const PVR_Decoded decoded = Decode(Builder().Texture(12, format | 0x0900, 2, 1).U16(first).U16(second).Data());
+    ASSERT_EQ(decoded.levels.size(), 1u);
+    EXPECT_EQ(Texel(decoded.levels[0], 0, 0), texel0) << format;
+    EXPECT_EQ(Texel(decoded.levels[0], 1, 0), texel1) << format;
   }
 }
 
@@ -125,25 +116,20 @@ Builder SmallVQ(bool mipmaps) {
 }
 
 TEST(Decoder, SmallVQCodebookCornersAndLevels) {
-  PVR_Decoded single, mipmapped;
-  std::string error;
-  ASSERT_TRUE(PVR_Decode(SmallVQ(false).Data(), {}, &single, &error)) << error;
+  const PVR_Decoded single = Decode(SmallVQ(false).Data()), mipmapped = Decode(SmallVQ(true).Data());
   EXPECT_EQ(single.hasGlobalIndex * 1000 + single.globalIndex, 1042u);
   ASSERT_EQ(single.levels.size(), 1u);
-  EXPECT_EQ(Texel(single.levels[0], 0, 0),
-            (std::vector<uint8_t>{255, 0, 0, 66}));  // block (0,0): entry 8, top-left blue 8
-  EXPECT_EQ(Texel(single.levels[0], 3, 2),
-            (std::vector<uint8_t>{255, 90, 0, 0}));  // block (1,1): entry 11, top-right red 11
-  EXPECT_EQ(Texel(single.levels[0], 4, 5),
-            (std::vector<uint8_t>{255, 0, 56, 0}));  // block (2,2): entry 14, bottom-left green 14
-  EXPECT_EQ(Texel(single.levels[0], 15, 15),
-            (std::vector<uint8_t>{255, 107, 0, 255}));  // block (7,7): entry 13, bottom-right
-  ASSERT_TRUE(PVR_Decode(SmallVQ(true).Data(), {}, &mipmapped, &error)) << error;
   ASSERT_EQ(mipmapped.levels.size(), 5u);
-  EXPECT_EQ(Texel(mipmapped.levels[4], 0, 0), (std::vector<uint8_t>{255, 8, 0, 255}));  // 1x1: entry 1, bottom-right
-  EXPECT_EQ(Texel(mipmapped.levels[3], 1, 0), (std::vector<uint8_t>{255, 8, 0, 0}));    // 2x2: entry 1, top-right
-  EXPECT_EQ(Texel(mipmapped.levels[2], 2, 3),
-            (std::vector<uint8_t>{255, 0, 20, 0}));  // 4x4: block (1,1) entry 5, bottom-left
+  const std::tuple<const PVR_Image &, int32_t, int32_t, std::vector<uint8_t>> texels[] = {
+      {single.levels[0], 0, 0, {255, 0, 0, 66}},       // block (0,0): entry 8, top-left blue 8
+      {single.levels[0], 3, 2, {255, 90, 0, 0}},       // block (1,1): entry 11, top-right red 11
+      {single.levels[0], 4, 5, {255, 0, 56, 0}},       // block (2,2): entry 14, bottom-left green 14
+      {single.levels[0], 15, 15, {255, 107, 0, 255}},  // block (7,7): entry 13, bottom-right
+      {mipmapped.levels[4], 0, 0, {255, 8, 0, 255}},   // 1x1: entry 1, bottom-right
+      {mipmapped.levels[3], 1, 0, {255, 8, 0, 0}},     // 2x2: entry 1, top-right
+      {mipmapped.levels[2], 2, 3, {255, 0, 20, 0}},    // 4x4: block (1,1) entry 5, bottom-left
+  };
+  for (const auto &[level, x, y, texel] : texels) EXPECT_EQ(Texel(level, x, y), texel) << x << "," << y;
   EXPECT_EQ(mipmapped.levels[0].texels, single.levels[0].texels);
 }
 

@@ -8,13 +8,12 @@
 #include <string>
 
 #include "scene/memory.h"
-#include "support/test_support.h"
 #include "texture/resource_db.h"
-#include "texture/reader_test_util.h"
-
-using namespace readtest;
+#include "texture_test_util.h"
 
 namespace {
+
+using namespace textest;
 
 using Tex = std::array<int32_t, 9>;  // the TextureTex fields in order
 
@@ -38,10 +37,8 @@ std::string Record(const char *fromat, const char *category, const char *mipmap,
 
 const std::string kVQ2 = "Chunk TextureVQ2 x 1 y 0\n! x\nUseYIO off\nYIQ 0.5 0.25 2\nIterations 3\nnbCode 16\n";
 
-}  // namespace
-
 TEST(ResourceDb, StatusCodesOfHandWrittenFiles) {
-  vktest::ScratchDir dir;
+  ScratchDir dir;
   struct Case {
     const char *what;
     std::string text;
@@ -79,7 +76,7 @@ TEST(ResourceDb, StatusCodesOfHandWrittenFiles) {
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    vktest::WriteFile(dir.file("wood.nre"), c.text);
+    WriteFile(dir.file("wood.nre"), c.text);
     long before = ScMallocGetStats().blocks;
     VKResDB *db = VKResOpen(dir.file("wood.bmp").c_str());
     ASSERT_NE(db, nullptr);
@@ -98,8 +95,8 @@ TEST(ResourceDb, StatusCodesOfHandWrittenFiles) {
 }
 
 TEST(ResourceDb, NamesTextureVQ2AndOpening) {
-  vktest::ScratchDir dir;
-  vktest::WriteFile(dir.file("wood.nre"), kVQ2 + "AllowedError 0.1\n" + kFull);
+  ScratchDir dir;
+  WriteFile(dir.file("wood.nre"), kVQ2 + "AllowedError 0.1\n" + kFull);
   EXPECT_EQ(VKResOpen(dir.file("wood").c_str()) != nullptr, true);  // suffix appended
   VKResDB *db = VKResOpen(dir.file("wood.bmp").c_str());
   ASSERT_NE(db, nullptr);
@@ -125,8 +122,8 @@ TEST(ResourceDb, ValueTypesAndSharedFlagWords) {
       {ResTypeWord(kResFlag16Bool, 3, 2), "D", nullptr, 0}, {ResTypeWord(kResAngle3), "Ang", nullptr, 0},
   };
   static constexpr ResType kTypes[] = {{"Mixed", kFields, 8, 4 + 2 + 256 + 3 + 2 + 6, [](void *) {}}};
-  vktest::ScratchDir dir;
-  vktest::WriteFile(dir.file("m.nre"),
+  ScratchDir dir;
+  WriteFile(dir.file("m.nre"),
                     "Chunk Mixed a 1\n! r\nA on\nB 3\nC ff\nS -2\nN hello\nCol 1 2 300\nD on\nAng 1 -1 7\n");
   VKResDB *db = VKResOpenTyped(dir.file("m").c_str(), kTypes, 1);
   ASSERT_EQ(VKResLoad(db), 1);
@@ -139,13 +136,13 @@ TEST(ResourceDb, ValueTypesAndSharedFlagWords) {
   EXPECT_EQ(flags, 0xFF31u);  // 1 | 3 << 4 | 0xFF << 8
   EXPECT_EQ(shortValue, -2);
   EXPECT_STREQ(reinterpret_cast<const char *>(data + 6), "hello");
-  EXPECT_EQ(std::string(reinterpret_cast<const char *>(data + 262), 3), Bytes({1, 2, 44}));
+  EXPECT_EQ(std::string(reinterpret_cast<const char *>(data + 262), 3), Chars({1, 2, 44}));
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(data + 265), 8), Le16(8) + Le16(1) + Le16(0xFFFF) + Le16(7));
   VKResClose(db);
 }
 
 TEST(ApplyResource, RulesInOrder) {
-  vktest::ScratchDir dir;
+  ScratchDir dir;
   InFolder here(dir.path());
   struct Case {
     const char *what;
@@ -174,13 +171,13 @@ TEST(ApplyResource, RulesInOrder) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
     std::remove("wood.nre");
-    if (!c.text.empty()) vktest::WriteFile("wood.nre", c.text);
+    if (!c.text.empty()) WriteFile("wood.nre", c.text);
     PVR_Settings s;
     s.textureFormat = kTexFormatStride;
     s.paletteBank = 9;
     s.paletteFirst = 3;
     s.paletteCount = 4;
-    Console console;
+    Stderr console;
     EXPECT_EQ(PVR_ApplyResource(&s, "art\\maps\\wood.bmp"), c.result);  // found beside "./wood.bmp"
     EXPECT_EQ(console.Text(), c.console);
     std::array<int32_t, 12> after = {s.globalIndex, s.autoForm,   s.pixelFormat,  s.textureFormat,
@@ -189,3 +186,5 @@ TEST(ApplyResource, RulesInOrder) {
     EXPECT_EQ(after, c.after);
   }
 }
+
+}  // namespace

@@ -10,7 +10,6 @@ namespace {
 
 using namespace textest;
 using namespace std::string_literals;
-using vktest::ScratchDir;
 
 TEST(Mipmaps, EqualTheLiteralBoxFilter) {
   std::mt19937 random(11);
@@ -42,7 +41,7 @@ TEST(Mipmaps, RefusalsPrintTheirMessageAndReleaseTheInput) {
     PVR_Input input{levels};
     Console console;
     EXPECT_LT(PVR_SetMipmaps(&input), 0);
-    EXPECT_EQ(console.info.text(), std::string("\n*** ") + message + " ***\n");
+    EXPECT_EQ(console.info.Text(), std::string("\n*** ") + message + " ***\n");
     EXPECT_TRUE(input.levels.empty());
   }
   Console console;
@@ -88,7 +87,7 @@ TEST(RoundTrip, DecodedLevelsAreTheQuantisedBoxFilter) {
     EXPECT_EQ(Fields(info), (std::vector<int>{width, height, written % 2 ? 1 : 2, settings.globalIndex == -1 ? 0 : run,
                                               written, type == 0x0D ? 0 : kind + 1, mipmapped, 1, 0}));
     EXPECT_EQ(
-        console.warning.text(),
+        console.warning.Text(),
         (format == kPixBump
              ? "\n##### Warning : BUMP pixel format is not supported for this texture format; using RGB565\n"s
              : ""s) +

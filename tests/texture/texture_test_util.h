@@ -1,16 +1,18 @@
-// Helpers of the texture tests: console capture, images, quantisation, files.
+// Helpers of the texture tests: console captures, byte strings, images, the
+// precision of the pixel formats, files.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "base/console.h"
 #include "mipmap_oracle.h"
+#include "support/console_capture.h"
 #include "support/test_support.h"
 #include "texture/pvr_decode.h"
 #include "texture/pvr_encode.h"
@@ -19,25 +21,53 @@
 
 namespace textest {
 
-// Collects what one console stream prints while it lives.
-class Capture {
+using vktest::Exists;
+using vktest::ReadFile;
+using vktest::ScratchDir;
+using vktest::WriteFile;
+
+// Each console stream on its own while it lives.
+struct Console {
+  vktest::Capture info{InfoStream, SetInfoStream}, warning{WarningStream, SetWarningStream},
+      error{ErrorStream, SetErrorStream};
+};
+// Everything the console streams print, in order (they all go to standard error).
+class Stderr {
  public:
-  Capture(FILE *(*get)(), void (*set)(FILE *)) : set_(set), old_(get()), file_(std::tmpfile()) { set_(file_); }
-  ~Capture() { set_(old_), std::fclose(file_); }
-  std::string text() {
-    std::string out;
-    std::rewind(file_);
-    for (int c; (c = std::fgetc(file_)) != EOF;) out += static_cast<char>(c);
-    return out;
+  Stderr() { testing::internal::CaptureStderr(); }
+  ~Stderr() {
+    if (!taken_) testing::internal::GetCapturedStderr();
   }
+  std::string Text() { return taken_ = true, testing::internal::GetCapturedStderr(); }
 
  private:
-  void (*set_)(FILE *);
-  FILE *old_, *file_;
+  bool taken_ = false;
 };
-struct Console {
-  Capture info{InfoStream, SetInfoStream}, warning{WarningStream, SetWarningStream}, error{ErrorStream, SetErrorStream};
+// Runs in `folder` while it lives.
+class InFolder {
+ public:
+  explicit InFolder(const std::string &folder) : old_(getcwd(buffer_, sizeof buffer_) ? buffer_ : ".") {
+    EXPECT_EQ(chdir(folder.c_str()), 0);
+  }
+  ~InFolder() { EXPECT_EQ(chdir(old_.c_str()), 0); }
+
+ private:
+  char buffer_[4096];
+  std::string old_;
 };
+
+inline std::string Le16(uint32_t v) { return {char(v & 0xFF), char(v >> 8 & 0xFF)}; }
+inline std::string Le32(uint32_t v) { return Le16(v & 0xFFFF) + Le16(v >> 16); }
+inline std::string Be16(uint32_t v) { return {char(v >> 8 & 0xFF), char(v & 0xFF)}; }
+inline std::string Chars(std::initializer_list<int> list) { return std::string(list.begin(), list.end()); }
+inline std::vector<uint8_t> Bytes(const std::string &text) { return {text.begin(), text.end()}; }
+inline std::vector<uint8_t> FileBytes(const std::string &name) { return Bytes(ReadFile(name)); }
+inline std::vector<uint16_t> Words(const std::string &file, size_t at, size_t count) {
+  std::vector<uint16_t> words;
+  for (size_t i = at; i + 1 < file.size() && words.size() < count; i += 2)
+    words.push_back(static_cast<uint16_t>(uint8_t(file[i]) | uint8_t(file[i + 1]) << 8));
+  return words;
+}
 
 inline PVR_Image MakeImage(int32_t width, int32_t height, uint8_t a, uint8_t r, uint8_t g, uint8_t b) {
   PVR_Image image{width, height, {}};
@@ -65,13 +95,15 @@ inline void Quantise(int32_t pixelFormat, uint8_t *t) {
   for (int c = 0; c < 4; ++c)
     t[c] = bits[row][c] == 0 ? 255 : bits[row][c] == 1 ? (t[c] >= 128 ? 255 : 0) : Keep(t[c], bits[row][c]);
 }
-
-inline std::vector<uint8_t> Bytes(const std::string &text) { return {text.begin(), text.end()}; }
-inline std::vector<uint16_t> Words(const std::string &file, size_t at, size_t count) {
-  std::vector<uint16_t> words;
-  for (size_t i = at; i + 1 < file.size() && words.size() < count; i += 2)
-    words.push_back(static_cast<uint16_t>(static_cast<uint8_t>(file[i]) | static_cast<uint8_t>(file[i + 1]) << 8));
-  return words;
+// The levels a decoder gives back for `source`: level 0 and, with mipmaps,
+// the literal box filter of each level, quantised to the pixel format.
+inline std::vector<PVR_Image> QuantisedLevels(const PVR_Image &source, int32_t pixelFormat, bool mipmaps) {
+  std::vector<PVR_Image> levels;
+  for (int k = 0; (source.width >> k) > 0 && (source.height >> k) > 0 && (k == 0 || mipmaps); ++k) {
+    levels.push_back(LiteralMipmap(source, k));
+    for (size_t i = 0; i < levels.back().texels.size(); i += 4) Quantise(pixelFormat, &levels.back().texels[i]);
+  }
+  return levels;
 }
 
 inline PVR_Settings SettingsFor(const std::string &name, int32_t pixelFormat, bool mipmap = false) {
@@ -87,13 +119,14 @@ inline std::vector<int> Fields(const PVR_TexInfo &i) {
           i.textureFormat, i.mipmap, i.skipped,   i.badSize};
 }
 
-inline PVR_Decoded DecodeFile(const std::string &name, const std::string &paletteName = "") {
+inline PVR_Decoded Decode(const std::vector<uint8_t> &pvr, const std::vector<uint8_t> &pvp = {}) {
   PVR_Decoded decoded;
   std::string error;
-  EXPECT_TRUE(PVR_Decode(Bytes(vktest::ReadFile(name)), Bytes(paletteName.empty() ? "" : vktest::ReadFile(paletteName)),
-                         &decoded, &error))
-      << name << ": " << error;
+  EXPECT_TRUE(PVR_Decode(pvr, pvp, &decoded, &error)) << error;
   return decoded;
+}
+inline PVR_Decoded DecodeFile(const std::string &name, const std::string &paletteName = "") {
+  return Decode(FileBytes(name), paletteName.empty() ? std::vector<uint8_t>{} : FileBytes(paletteName));
 }
 
 }  // namespace textest

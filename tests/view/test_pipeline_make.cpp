@@ -21,20 +21,17 @@ namespace fs = std::filesystem;
 using namespace vktest;
 using Times = std::map<std::string, fs::file_time_type>;
 
-Times ModificationTimes(const std::string &folder) {
+// The modification times of every file under `folder`, each first moved
+// back by `age` (so that a file touched afterwards is newer than all of them
+// whatever the file system's clock steps).
+Times ModificationTimes(const std::string &folder, std::chrono::seconds age = {}) {
   Times times;
   for (const auto &entry : fs::recursive_directory_iterator(folder)) {
-    if (entry.is_regular_file()) times[fs::relative(entry.path(), folder).string()] = entry.last_write_time();
+    if (!entry.is_regular_file()) continue;
+    if (age.count() != 0) fs::last_write_time(entry.path(), entry.last_write_time() - age);
+    times[fs::relative(entry.path(), folder).string()] = fs::last_write_time(entry.path());
   }
   return times;
-}
-
-// Moves every time in the folder ten seconds back, so that a file touched
-// now is newer than all of them whatever the file system's clock steps.
-void AgeEverything(const std::string &folder) {
-  for (const auto &entry : fs::recursive_directory_iterator(folder)) {
-    if (entry.is_regular_file()) fs::last_write_time(entry.path(), entry.last_write_time() - std::chrono::seconds(10));
-  }
 }
 
 RunResult Make(const std::string &pipeline, const std::vector<std::string> &extra = {}) {
@@ -79,7 +76,7 @@ TEST(Pipeline, MakeConvertsDrawsAndRebuildsOnlyWhatChanged) {
 
   // Touch the sample's own texture: only the sample is converted and drawn
   // again; then nothing is left to do.
-  AgeEverything(examples);
+  ModificationTimes(examples, std::chrono::seconds(10));
   const Times aged = ModificationTimes(build);
   fs::last_write_time(examples + "/checker.bmp", fs::file_time_type::clock::now());
   const RunResult third = Make(pipeline, {"-j2"});
