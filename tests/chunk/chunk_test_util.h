@@ -1,5 +1,5 @@
 // Helpers of the model-writer tests (Chunk and Basic): hand-built scenes,
-// little-endian byte builders, a writer run and triangle bookkeeping.
+// a little-endian byte builder and a writer run.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,6 +14,7 @@
 
 #include "base/console.h"
 #include "base/file_names.h"
+#include "binary/binary_model.h"
 #include "chunk/chunk_writer.h"
 #include "process/nodelist.h"
 #include "scene/memory.h"
@@ -127,20 +128,8 @@ inline int RunWriter(ScObject *scene, const std::string &outputName, uint32_t ch
   return VKWriteChunkModel({list, "in.vka", name, &globalIndex, "", chunkFlags, scale, nullptr, nullptr}).ok() ? 1 : 0;
 }
 
-using Triangle = std::array<int, 3>;
-
-// The triangles of a strip over `v` (left: the first one as listed), in their own winding.
-inline void AddStrip(const std::vector<int> &v, bool left, std::vector<Triangle> &out) {
-  for (size_t i = 0; i + 2 < v.size(); ++i)
-    out.push_back(left == (i % 2 == 0) ? Triangle{v[i], v[i + 1], v[i + 2]} : Triangle{v[i + 1], v[i], v[i + 2]});
-}
-
-// Rotated so that the smallest index comes first (winding kept), sorted.
-inline std::vector<Triangle> Normalized(std::vector<Triangle> triangles) {
-  for (Triangle &t : triangles)
-    while (t[0] > t[1] || t[0] > t[2]) t = {t[1], t[2], t[0]};
-  std::sort(triangles.begin(), triangles.end());
-  return triangles;
-}
+using binarytest::AddStrip;
+using binarytest::Normalized;
+using binarytest::Triangle;
 
 }  // namespace chunktest
