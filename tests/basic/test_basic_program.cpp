@@ -128,7 +128,6 @@ TEST(BasicProgram, FilesOfEachRoute) {
     const char *written, *firstBytes;  // the model file
   } cases[] = {
       {{"m", "-B"}, {"m.vka", "m.vka.bk"}, false, "m.vka", "/* VKA 0.86alpha1 VorkaAsciiDataMix (VKA) */\n"},
-      {{"m.vka", "-basic", "-bin"}, {"m.vk"}, true, "m.vk", "VKTL"},
       {{"m.vka", "-B", "-BD"}, {"m.vk"}, true, "m.vk", "VKTL"},
       {{"m.vka", "-B", "-septex"}, {"m.vad", "m.vat", "m.vka.bk"}, false, "m.vad", kVad},
       {{"m.vka", "-B", "-st", "-bin"}, {"m.vkd", "m.vkt"}, true, "m.vkd", "VKBM"},

@@ -5,10 +5,9 @@
 // route (damaged meshes, the limits golden runs do not meet, labels).
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <random>
 #include <string>
-
-#include <bit>
 
 #include "base/packers.h"
 #include "binary/chunk_reader.h"
@@ -37,7 +36,6 @@ std::vector<DecodedObject> DecodeAscii(const std::string &text) {
   return DecodeBinary(vktest::ReadFile(dir.file("a.vk")));
 }
 
-// ---- Round trips ------------------------------------------------------------------
 constexpr uint32_t kVertexKinds[] = {0x00000000, 0x40000000, 0x00000001, 0x00000002, 0x00000003,
                                      0x00000004, 0x00000005, 0x00000006, 0x00000007, 0x40000001,
                                      0x40000002, 0x40000003, 0x40000004, 0x40000005, 0x40000006,
@@ -153,7 +151,6 @@ TEST_F(ChunkRoundTrip, LargeGroupsSplitIntoSeveralChunks) {
       EXPECT_GE(Check(params, 0x40000001, variant, 1.0f, binary), 2u);
 }
 
-// ---- End-to-end runs of the program -------------------------------------------------
 // What the golden runs do not meet: -septex of a model without textures
 // writes no texture file; 256 x 256 points in one object (one past what
 // 16-bit strips index) stop the run before any file is touched.
@@ -185,7 +182,6 @@ TEST(ChunkFiles, NoTextureFileAndTheVertexLimit) {
   }
 }
 
-// ---- Damaged meshes ------------------------------------------------------------------
 // A generated w x h grid damaged the way scanned and exported meshes are:
 // faces duplicated in either winding, a few flipped, fins (a third face on an
 // edge, run either way); flat polygon normals, UVs per point or none.
@@ -265,32 +261,31 @@ TEST(ChunkFiles, DamagedMeshesKeepEveryTriangleWithItsWinding) {
       << text;
 }
 
-// ---- Labels -----------------------------------------------------------------------
 // Base names with characters that cannot stand in a label (the bundled sample
 // renamed): every label uses "_" in their place, one warning names the file,
 // and the files are byte for byte those of a run on the name so spelt.
 TEST(ChunkFiles, BaseNamesAreWrittenAsLabels) {
   const std::string sample = vktest::ReadFile(vktest::SourceDir() + "/examples/sample.vka");
   ASSERT_FALSE(sample.empty());
-  struct Case {
+  const struct {
     std::string name, label;  // base names
     std::vector<std::string> args;
     std::vector<std::string> files;  // written, by suffix
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"my model", "my_model", {}, {".vka"}},
       {"a-b+c", "a_b_c", {"-septex"}, {".vad", ".vat"}},
       {"caf\xc3\xa9 1", "caf___1", {}, {".vka"}},  // two bytes of UTF-8
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     SCOPED_TRACE(c.label);
     vktest::ScratchDir dir;
-    std::vector<std::string> odd = {c.name + ".vka"}, plain = {c.label + ".vka"};
-    odd.insert(odd.end(), c.args.begin(), c.args.end());
-    plain.insert(plain.end(), c.args.begin(), c.args.end());
-    ASSERT_TRUE(vktest::WriteFile(dir.file(odd[0]), sample) && vktest::WriteFile(dir.file(plain[0]), sample));
-    const vktest::RunResult oddRun = vktest::RunVkconv(odd, dir.path());
-    const vktest::RunResult plainRun = vktest::RunVkconv(plain, dir.path());
+    const auto run = [&](const std::string &base) {
+      std::vector<std::string> args = {base + ".vka"};
+      args.insert(args.end(), c.args.begin(), c.args.end());
+      EXPECT_TRUE(vktest::WriteFile(dir.file(args[0]), sample));
+      return vktest::RunVkconv(args, dir.path());
+    };
+    const vktest::RunResult oddRun = run(c.name), plainRun = run(c.label);
     const std::string warning = "\n##### Warning : The base name \"" + c.name + "\" of " + c.name +
                                 ".vka can't stand in a label; labels use \"" + c.label + "\"\n";
     const size_t at = oddRun.err.find(warning);
