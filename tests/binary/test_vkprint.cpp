@@ -58,8 +58,9 @@ TEST(VKPrint, ItemCodesWriteTheirBytesWithAlignment) {
   const WriteCase cases[] = {
       {"!g$f writes exactly the float", [](VKWriter &w) { VKPrint(w, "!g$f", "%s%f\n", "Radius ", 1.0); },
        Bytes({0, 0, 0x80, 0x3F})},
-      {"2-byte item after a 1-byte item: one zero pad byte", [](VKWriter &w) { VKPrintBin(w, "C$S", 0xAB, 0x1234); },
-       Bytes({0xAB, 0x00, 0x34, 0x12})},
+      {"2-byte items after a 1-byte item: one zero pad byte",
+       [](VKWriter &w) { VKPrintBin(w, "C$S$c$s", 0xAB, 0x1234, -1, -2); },
+       Bytes({0xAB, 0x00, 0x34, 0x12, 0xFF, 0x00, 0xFE, 0xFF})},
       {"4-byte item at an odd multiple of 2: two pad bytes", [](VKWriter &w) { VKPrintBin(w, "s$i", -2, -1); },
        Bytes({0xFE, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF})},
       {"float after a byte aligns to 4", [](VKWriter &w) { VKPrintBin(w, "c$f", -1, -2.0); },

@@ -68,8 +68,8 @@ TEST(StripLayout, LongStripsAreCutIntoChunksWithoutLosingTriangles) {
     int words, userWords, maxSize, maxCount;
   };
   const Case cases[] = {
-      {1, true, 1, 0, 64, 0x3FFF},        {40, true, 1, 0, 64, 0x3FFF},  {41, false, 3, 0, 64, 0x3FFF},
-      {57, true, 6, 3, 80, 0x3FFF},       {57, false, 6, 3, 80, 0x3FFF}, {300, true, 5, 2, 200, 3},
+      {1, true, 1, 0, 64, 0x3FFF},  {1, true, 1, 0, 64, 1},        {40, true, 1, 0, 64, 0x3FFF},
+      {41, false, 3, 0, 64, 0x3FFF}, {57, true, 6, 3, 80, 0x3FFF},  {57, false, 6, 3, 80, 0x3FFF}, {300, true, 5, 2, 200, 3},
       {10241, true, 6, 3, 65534, 0x3FFF}, {10241, false, 1, 0, 65534, 0x3FFF},
   };
   for (const Case &c : cases) {
