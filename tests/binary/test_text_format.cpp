@@ -51,7 +51,7 @@ TEST(TextFormat, IntegersAndTextsAsPrintfWritesThem) {
   for (const char *format : {"%d", "%i", "%5d", "%-5d|", "%05d", "%x", "%08x", "%X", "%u", "%3u", "%hd", "%hhd", "%hx",
                              "%hhx", "%-8x|", "%010u", "\t%s(%d, %d),\n"})
     for (int value : {0, 1, -1, 9, 10, -10, 255, 256, 65535, 65536, 123456789, INT_MAX, INT_MIN, INT_MIN + 1}) {
-      std::strchr(format, 's') ? ExpectAsPrintf(format, "CnkV", value, -value) : ExpectAsPrintf(format, value);
+      std::strchr(format, 's') ? ExpectAsPrintf(format, "CnkV", value, ~value) : ExpectAsPrintf(format, value);
     }
   for (long value : {0L, -1L, LONG_MIN, LONG_MAX, 1L << 40})
     for (const char *format : {"%ld", "%lu", "%lx", "%lld", "%20ld", "%-20lx|", "%zu", "%zd"})
