@@ -6,6 +6,7 @@
 // through the driver (tests/frontend).
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -23,26 +24,17 @@ using vktest::ReadFile;
 using vktest::ScratchDir;
 using vktest::WriteFile;
 
-// ---- Helpers ----------------------------------------------------------------------------
 std::string LE(std::initializer_list<uint32_t> words, int width = 4) {
   std::string bytes;
   for (uint32_t word : words)
     for (int k = 0; k < width; ++k) bytes.push_back(static_cast<char>(word >> (8 * k) & 0xFF));
   return bytes;
 }
-uint32_t FloatBits(float value) {
-  uint32_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
+uint32_t FloatBits(float value) { return std::bit_cast<uint32_t>(value); }
 std::string Chunk(const char *name, const std::string &payload) {
   return std::string(name, 4) + LE({static_cast<uint32_t>(payload.size())}) + payload;
 }
-std::string Bytes(std::initializer_list<int> values) {
-  std::string bytes;
-  for (int v : values) bytes.push_back(static_cast<char>(v));
-  return bytes;
-}
+std::string Bytes(std::initializer_list<int> values) { return std::string(values.begin(), values.end()); }
 
 VKChunkFile Parse(const std::string &text) {
   VKChunkFile file;
@@ -68,7 +60,6 @@ std::string OneModel(const std::string &strips, const std::string &vertices) {
          "#define DEFAULT_OBJECT_NAME object_t_o\n#endif\n\nDEFAULT_END\n\n";
 }
 
-// ---- Words of every line -----------------------------------------------------------------
 struct VertexCase {
   const char *lines;  // after the head and index lines of a CnkV_UF chunk sized to fit
   std::vector<uint32_t> words;
@@ -100,17 +91,13 @@ TEST(ChunkReader, VertexLinesGiveTheirWords) {
     expected.push_back(0xFF);
     EXPECT_EQ(file.vertexLists[0].words, expected);
   }
-}
-
-TEST(ChunkReader, VertexChunksOfOneListFollowEachOther) {
   // Two chunks as the writer splits a list, and a chunk whose size covers more
   // than its lines: the words it leaves free are 0.
   const VKChunkFile file = Parse(OneModel("",
                                           "\tCnkV_SH(0, 5),\n\tOffnbIdx(0, 1),\n\tVERT_SH( 0x1, 0x2, 0x3 ),\n"
                                           "\tCnkV(0, 6),\n\tOffnbIdx(1, 1),\n\tVERT( 0x4, 0x5, 0x6 ),\n"));
-  const std::vector<uint32_t> expected = {5u << 16 | 0x20, 1u << 16, 1, 2, 3, 0x3F800000,
-                                          6u << 16 | 0x22, 1u << 16 | 1, 4, 5, 6, 0, 0, 0xFF};
-  EXPECT_EQ(file.vertexLists[0].words, expected);
+  EXPECT_EQ(file.vertexLists[0].words, (std::vector<uint32_t>{5u << 16 | 0x20, 1u << 16, 1, 2, 3, 0x3F800000,
+                                                               6u << 16 | 0x22, 1u << 16 | 1, 4, 5, 6, 0, 0, 0xFF}));
 }
 
 TEST(ChunkReader, PolygonChunksGiveTheirWords) {
@@ -163,7 +150,6 @@ TEST(ChunkReader, VolumeChunksAndUserWords) {
   EXPECT_EQ(file.stripLists[0].words, expected);
 }
 
-// ---- The binary file -------------------------------------------------------------------------
 // A texture section in the layout of the texture-list writer, with an info
 // comment, a repeated name with a bank and a TEXN3 line.
 constexpr const char *kTextureSection =
@@ -225,6 +211,14 @@ TEST(ChunkReader, WithoutATextureRecordOrObjects) {
   VKTextureList textures;
   ASSERT_TRUE(VKReadChunkModel(dir.file("t.vka").c_str(), nullptr, &textures).ok());
   EXPECT_EQ(textures.entries.size(), 4u);
+  // A name longer than sixteen characters, the highest palette bank.
+  ASSERT_TRUE(WriteFile(dir.file("l.vka"), std::string(kHead) + "TEXTURE_START\nPTEXN( \"a_name_longer_than_sixteen\", "
+                                           "1, 63 ),\nTextureNum 1,\nTEXTURE_END\n"));
+  ASSERT_TRUE(VKReadChunkModel(dir.file("l.vka").c_str(), nullptr, &textures).ok());
+  ASSERT_EQ(textures.entries.size(), 1u);
+  EXPECT_EQ(textures.entries[0].name, "a_name_longer_than_sixteen");
+  EXPECT_EQ(textures.entries[0].attribute, 0x10000u);
+  EXPECT_EQ(textures.entries[0].address, 63u << 26);
   // Neither textures nor objects: an empty file.
   ASSERT_TRUE(WriteFile(dir.file("e.vka"), std::string(kHead)));
   ASSERT_TRUE(VKReadChunkModel(dir.file("e.vka").c_str(), dir.file("e.vk").c_str(), &textures).ok());
@@ -258,7 +252,6 @@ TEST(ChunkReader, LinksObjectsInNodeOrderAndWritesSharedRecordsOnce) {
   EXPECT_EQ(ReadFile(dir.file("t.vk")), Chunk("VKCM", model) + Chunk("POF0", pointers));
 }
 
-// ---- Refusals ----------------------------------------------------------------------------------
 struct Refusal {
   const char *what;
   std::string text;
@@ -383,7 +376,6 @@ TEST(ChunkReader, UnknownFlagNamesWarnAndReadAsTheirCode) {
   EXPECT_EQ(file.stripLists[0].words[0], 0xFC19 | 0x0100 | 0x40);
 }
 
-// ---- Lines and tokens --------------------------------------------------------------------------
 TEST(ChunkReader, CommentsCarriageReturnsAndLongLines) {
   // A comment counts as one blank; CR LF line ends; a line longer than any
   // buffer; names written with [] after them.
