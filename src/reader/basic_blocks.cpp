@@ -114,6 +114,23 @@ Positional NextName(ReaderContext &ctx, std::string *name, int32_t *line = nullp
   return TakeName(ctx, 1, name) ? Positional::kRead : Positional::kFailed;
 }
 
+// A count line whose value the format keeps in 16 bits (polygons of a mesh
+// set, mesh sets and materials of a model): a value outside 0 to 65535
+// would be cut to its low bits and lose what lies beyond, so it is refused.
+Positional NextCount16(ReaderContext &ctx, uint16_t *value) {
+  Positional p = NextLine(ctx, 2);
+  if (p != Positional::kRead) return p;
+  const LineReader &r = *ctx.reader;
+  const int32_t count = DecimalValue(r[1]);
+  if (count < 0 || count > 0xFFFF) {
+    std::fprintf(stderr, "Error : %s : Line %d : %.*s %d is outside 0 to 65535\n", ctx.fileName, r.line(),
+                 static_cast<int>(r[0].size()), r[0].data(), count);
+    return Positional::kFailed;
+  }
+  *value = static_cast<uint16_t>(count);
+  return Positional::kRead;
+}
+
 Positional NextVec3(ReaderContext &ctx, Vec3 *out) {
   Positional p = NextLine(ctx, 4);
   if (p != Positional::kRead) return p;
@@ -303,8 +320,7 @@ Positional ReadMeshSetLines(ReaderContext &ctx, BasicMeshSet &m) {
   if (p != Positional::kRead) return p;
   m.typeMatId = static_cast<uint16_t>(HexValue(r[1]) | static_cast<uint32_t>(DecimalValue(r[2])));
   m.typeLine = r.line();
-  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
-  m.nbMesh = Decimal16(r[1]);
+  if ((p = NextCount16(ctx, &m.nbMesh)) != Positional::kRead) return p;
   if ((p = NextName(ctx, &m.meshesName, &m.meshesLine)) != Positional::kRead) return p;
   if ((p = NextName(ctx, &m.polyAttrsName)) != Positional::kRead) return p;
   if ((p = NextName(ctx, &m.polyNormalName)) != Positional::kRead) return p;
@@ -342,10 +358,8 @@ Positional ReadModelLines(ReaderContext &ctx, BasicModel &m) {
   m.nbPoint = DecimalValue(r[1]);
   if ((p = NextName(ctx, &m.meshsetName, &m.meshsetLine)) != Positional::kRead) return p;
   if ((p = NextName(ctx, &m.materialsName, &m.materialsLine)) != Positional::kRead) return p;
-  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
-  m.nbMeshset = Decimal16(r[1]);
-  if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
-  m.nbMat = Decimal16(r[1]);
+  if ((p = NextCount16(ctx, &m.nbMeshset)) != Positional::kRead) return p;
+  if ((p = NextCount16(ctx, &m.nbMat)) != Positional::kRead) return p;
   if ((p = NextVec3(ctx, &m.center)) != Positional::kRead) return p;
   if ((p = NextLine(ctx, 2)) != Positional::kRead) return p;
   m.r = RealValue(r[1]);

@@ -171,6 +171,8 @@ TEST(ChunkFiles, NoTextureFileAndTheVertexLimit) {
     vktest::ScratchDir dir;
     const std::string input = vktest::GenerateVka({.baseName = "m", .objects = c.grid > 4 ? 1 : 3,
                                                    .gridWidth = c.grid, .gridHeight = c.grid,
+                                                   .meshKinds = {c.grid > 4 ? vktest::VkaMesh::kQuads
+                                                                            : vktest::VkaMesh::kTriangles},
                                                    .normals = c.grid <= 4, .uvs = c.grid <= 4, .materials = 2});
     ASSERT_TRUE(vktest::WriteFile(dir.file("m.vka"), input));
     const vktest::RunResult run = vktest::RunVkconv(c.args, dir.path());

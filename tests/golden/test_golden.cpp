@@ -62,7 +62,7 @@ const char *const kCases[] = {
     "grid_misc_flags G % -Info -IM0 -pvm -rva -nocrop -nvc -noflags", "refuse_chunk_ascii C %",
     "refuse_chunk_bin C % -bin", "refuse_chunk_basic C % -B", "refuse_missing G absent.vka",
     "refuse_no_input G -D8", "refuse_long_name G @", "refuse_backup_folder Gb %", "refuse_oversized O %",
-    "refuse_malformed M %", "fail_blocked_temp Gt %", "help C -h", "version C % -v",
+    "refuse_malformed M %", "refuse_mesh_count N %", "refuse_mesh_count_B N % -B", "fail_blocked_temp Gt %", "help C -h", "version C % -v",
 };
 
 struct Case {
@@ -78,7 +78,7 @@ Case Parse(const char *line) {
   const char model = kind[0];
   const std::map<char, std::string> inputs = {{'S', "sample.vka"}, {'G', "grid.vka"},  {'T', "tags.vka"},
                                               {'P', "strips.vka"}, {'O', "big.vka"},   {'C', "chunk.vka"},
-                                              {'M', "bad.vka"}};
+                                              {'M', "bad.vka"},    {'N', "count.vka"}};
   Case c{name, inputs.at(model), model, kind.size() > 1 ? kind[1] : ' ', {}};
   for (std::string arg; in >> arg;) c.args.push_back(arg == "%" ? c.input : arg == "@" ? std::string(249, 'n') : arg);
   return c;
@@ -108,9 +108,9 @@ void WriteInput(const Case &c, const ScratchDir &dir) {
                                   .normals = false, .materials = 2, .evalFlags = 0x20,
                                   .defaultMaterialList = true}));
       break;
-    case 'O':  // 257 x 257 points
-      ASSERT_TRUE(WriteVka(name, {.baseName = "big", .gridWidth = 256, .gridHeight = 256, .normals = false,
-                                  .uvs = false, .materials = 0}));
+    case 'O':  // 257 x 256 points, 65,280 quadrangles
+      ASSERT_TRUE(WriteVka(name, {.baseName = "big", .gridWidth = 256, .gridHeight = 255, .meshKinds = {kQuads},
+                                  .normals = false, .uvs = false, .materials = 0}));
       break;
     case 'C':
       ASSERT_TRUE(WriteFile(name, "/* VKA 0.86alpha1 VorkaAsciiDataMix CnkModel (VKA) */\n\nCNKOBJECT_START\n"));
@@ -118,6 +118,13 @@ void WriteInput(const Case &c, const ScratchDir &dir) {
     case 'M':
       ASSERT_TRUE(WriteFile(name, GenerateVka({.baseName = "bad", .gridWidth = 1, .gridHeight = 1}).substr(0, 700)));
       break;
+    case 'N': {  // more polygons in a mesh set than its 16-bit count holds
+      std::string text = GenerateVka({.baseName = "count", .gridWidth = 1, .gridHeight = 1});
+      const size_t at = text.find("MeshNum") + 7;
+      text.replace(at, text.find(',', at) - at, "     70000");
+      ASSERT_TRUE(WriteFile(name, text));
+      break;
+    }
   }
   if (c.setup == 'b') { ASSERT_TRUE(fs::create_directory(name + ".bk") && WriteFile(name + ".bk/keep", "keep")); }
   if (c.setup == 'o') { ASSERT_TRUE(WriteFile(name + ".bk", "an older backup\n")); }

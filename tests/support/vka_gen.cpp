@@ -1,6 +1,7 @@
 // Test-fixture generator for Basic-model ASCII files (see vka_gen.h).
 #include "support/vka_gen.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -56,6 +57,34 @@ class Generator {
   bool UsesDefault(int i) const { return p_.defaultMaterialList && (i & 1); }
   int Kinds() const { return static_cast<int>(p_.meshKinds.size()); }
   bool KindHasRows(int k) const { return k < p_.gridHeight; }
+  bool IsStrip(int k) const {
+    const VkaMesh kind = p_.meshKinds[static_cast<size_t>(k)];
+    return kind == VkaMesh::kStrips || kind == VkaMesh::kReverseStrips;
+  }
+  // A mesh set holds at most 65,535 polygons: the rows of a kind are split
+  // into parts of at most that many; part 0 keeps the plain names.
+  int RowsPerPart(int k) const {
+    const int perRow = IsStrip(k) ? 1 : p_.gridWidth * (p_.meshKinds[static_cast<size_t>(k)] == VkaMesh::kTriangles ? 2 : 1);
+    return std::max(1, 65535 / perRow);
+  }
+  int Parts(int k) const {
+    int rows = 0;
+    for (int y = k; y < p_.gridHeight; y += Kinds()) rows++;
+    return (rows + RowsPerPart(k) - 1) / RowsPerPart(k);
+  }
+  // Rows y of kind k in part `part`.
+  std::vector<int> Rows(int k, int part) const {
+    std::vector<int> rows;
+    int n = 0;
+    for (int y = k; y < p_.gridHeight; y += Kinds(), n++) {
+      if (n / RowsPerPart(k) == part) rows.push_back(y);
+    }
+    return rows;
+  }
+  // The name suffix of kind k, part `part`, object i: "_<k>_<object>".
+  std::string Tail(int k, int part, int i) const {
+    return "_" + std::to_string(k) + (part > 0 ? "p" + std::to_string(part) : "") + "_" + Obj(i);
+  }
 
   void Textures() {
     out_.Print("TEXTURE_START\n\nTEXTURENAME textures_%s[]\nSTART\n", p_.baseName.c_str());
@@ -85,10 +114,10 @@ class Generator {
   }
 
   // Index lists of mesh kind k: for each row of that kind, the faces.
-  void Polygons(int i, int k) {
+  void Polygons(int i, int k, int part) {
     const VkaMesh kind = p_.meshKinds[static_cast<size_t>(k)];
-    out_.Print("POLYGON     pg%s_%d_%s[]\nSTART\n", kKindNames[static_cast<int>(kind)], k, Obj(i).c_str());
-    for (int y = k; y < p_.gridHeight; y += Kinds()) {
+    out_.Print("POLYGON     pg%s%s[]\nSTART\n", kKindNames[static_cast<int>(kind)], Tail(k, part, i).c_str());
+    for (int y : Rows(k, part)) {
       if (kind == VkaMesh::kStrips || kind == VkaMesh::kReverseStrips) {
         const bool reverse = kind == VkaMesh::kReverseStrips;
         const int count = 2 * (p_.gridWidth + 1);
@@ -121,13 +150,13 @@ class Generator {
   }
 
   // One UV per corner position, in list order without count words.
-  void Uvs(int i, int k) {
+  void Uvs(int i, int k, int part) {
     const VkaMesh kind = p_.meshKinds[static_cast<size_t>(k)];
-    out_.Print("VERTUV      vuv%s_%d_%s[]\nSTART\n", kKindNames[static_cast<int>(kind)], k, Obj(i).c_str());
+    out_.Print("VERTUV      vuv%s%s[]\nSTART\n", kKindNames[static_cast<int>(kind)], Tail(k, part, i).c_str());
     auto uv = [&](int x, int y) {
       out_.Print("\tUV( %d, %d ),\n", x * 255 / p_.gridWidth, y * 255 / p_.gridHeight);
     };
-    for (int y = k; y < p_.gridHeight; y += Kinds()) {
+    for (int y : Rows(k, part)) {
       if (kind == VkaMesh::kStrips || kind == VkaMesh::kReverseStrips) {
         const bool reverse = kind == VkaMesh::kReverseStrips;
         for (int n = 0; n < 2 * (p_.gridWidth + 1); n++) uv(n / 2, ((n % 2 == 0) != reverse) ? y + 1 : y);
@@ -144,10 +173,10 @@ class Generator {
     out_.Print("END\n\n");
   }
 
-  void PolyNormals(int i, int k) {
+  void PolyNormals(int i, int k, int part) {
     const VkaMesh kind = p_.meshKinds[static_cast<size_t>(k)];
-    out_.Print("POLYNORMAL  pn%s_%d_%s[]\nSTART\n", kKindNames[static_cast<int>(kind)], k, Obj(i).c_str());
-    for (int y = k; y < p_.gridHeight; y += Kinds()) {
+    out_.Print("POLYNORMAL  pn%s%s[]\nSTART\n", kKindNames[static_cast<int>(kind)], Tail(k, part, i).c_str());
+    for (int y : Rows(k, part)) {
       if (kind == VkaMesh::kStrips || kind == VkaMesh::kReverseStrips) {
         out_.Print("\tPNORM( %9.6fF, %9.6fF, %9.6fF ),\n", p_.gridWidth / 2.0, y + 0.5, 1.0);
         continue;
@@ -160,10 +189,9 @@ class Generator {
     out_.Print("END\n\n");
   }
 
-  int MeshCount(int k) const {
+  int MeshCount(int k, int part) const {
     const VkaMesh kind = p_.meshKinds[static_cast<size_t>(k)];
-    int rows = 0;
-    for (int y = k; y < p_.gridHeight; y += Kinds()) rows++;
+    const int rows = static_cast<int>(Rows(k, part).size());
     if (kind == VkaMesh::kStrips || kind == VkaMesh::kReverseStrips) return rows;
     return rows * p_.gridWidth * (kind == VkaMesh::kTriangles ? 2 : 1);
   }
@@ -181,23 +209,29 @@ class Generator {
     int meshsets = 0;
     for (int k = 0; k < Kinds(); k++) {
       if (!KindHasRows(k)) continue;
-      meshsets++;
-      Polygons(i, k);
-      if (p_.polyNormals) PolyNormals(i, k);
-      if (p_.uvs) Uvs(i, k);
+      for (int part = 0; part < Parts(k); part++) {
+        meshsets++;
+        Polygons(i, k, part);
+        if (p_.polyNormals) PolyNormals(i, k, part);
+        if (p_.uvs) Uvs(i, k, part);
+      }
     }
     out_.Print("MESHSET     meshset_%s[]\nSTART\n\n", on);
     for (int k = 0; k < Kinds(); k++) {
       if (!KindHasRows(k)) continue;
       const int kind = static_cast<int>(p_.meshKinds[static_cast<size_t>(k)]);
       const char *kn = kKindNames[kind];
-      out_.Print("MESHSTART\nTypeMatId ( 0x%04x, %d ),\nMeshNum     %d,\nMeshes      pg%s_%d_%s,\nPolyAttrs   NULL,\n",
-                 kKindTypes[kind], matCount > 0 ? k % matCount : 0, MeshCount(k), kn, k, on);
-      if (p_.polyNormals) out_.Print("PolyNormal  pn%s_%d_%s,\n", kn, k, on);
-      else out_.Print("PolyNormal  NULL,\n");
-      out_.Print("VertColor   NULL,\n");
-      if (p_.uvs) out_.Print("VertUV      vuv%s_%d_%s,\nMESHEND\n\n", kn, k, on);
-      else out_.Print("VertUV      NULL,\nMESHEND\n\n");
+      for (int part = 0; part < Parts(k); part++) {
+        const std::string tail = Tail(k, part, i);
+        const char *t = tail.c_str();
+        out_.Print("MESHSTART\nTypeMatId ( 0x%04x, %d ),\nMeshNum     %d,\nMeshes      pg%s%s,\nPolyAttrs   NULL,\n",
+                   kKindTypes[kind], matCount > 0 ? k % matCount : 0, MeshCount(k, part), kn, t);
+        if (p_.polyNormals) out_.Print("PolyNormal  pn%s%s,\n", kn, t);
+        else out_.Print("PolyNormal  NULL,\n");
+        out_.Print("VertColor   NULL,\n");
+        if (p_.uvs) out_.Print("VertUV      vuv%s%s,\nMESHEND\n\n", kn, t);
+        else out_.Print("VertUV      NULL,\nMESHEND\n\n");
+      }
     }
     out_.Print("END\n\n");
     out_.Print("POINT       point_%s[]\nSTART\n", on);
