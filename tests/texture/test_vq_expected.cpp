@@ -234,14 +234,13 @@ TEST(VQExpected, FileWriterChecks) {
 
 // The driver: tags on the info stream, the compression lines on standard
 // output, dither of level 0 before the mipmaps, the file of the literal
-// compressor, the global index recorded.
-TEST(VQExpected, DriverPrintsAndWrites) {
+// compressor, the global index recorded. Pixel formats without VQ texels
+// fall back to RGB565 with one warning; without VQ mipmaps nothing is built;
+// a failed mipmap build ends the texture without a file.
+TEST(VQExpected, DriverPrintsWritesAndFallsBack) {
   ScratchDir dir;
   const PVR_Image image = vqtest::MakeImage(vqtest::ImageKind::kPhoto, 64, 3);
-  PVR_Settings settings;
-  settings.textureFormat = kTexFormatVQ, settings.pixelFormat = kPixRGB565, settings.dither = 1;
-  settings.globalIndex = 7, settings.outputName = dir.file("photo.pvr");
-  int dithered = 0, built = 0;
+  int dithered = 0, built = 0, failing = 0;
   PVR_VQHooks hooks;
   hooks.dither = [&](PVR_Image *level, const PVR_Settings &s) {
     ++dithered;
@@ -252,16 +251,22 @@ TEST(VQExpected, DriverPrintsAndWrites) {
     ++built;
     EXPECT_EQ(input->levels.size(), 1u);
     *input = vqtest::BoxMipmaps(input->levels[0], true);
-    return 0;
+    return failing ? -1 : 0;
   };
-  vktest::Capture info(InfoStream, SetInfoStream);
+  const auto settingsFor = [&](int32_t textureFormat, int32_t pixelFormat, const char *name) {
+    PVR_Settings settings;
+    settings.textureFormat = textureFormat, settings.pixelFormat = pixelFormat, settings.dither = 1;
+    settings.globalIndex = 7, settings.outputName = dir.file(name);
+    return settings;
+  };
+  PVR_Settings settings = settingsFor(kTexFormatVQ, kPixRGB565, "photo.pvr");
+  Console console;
   testing::internal::CaptureStdout();
   ASSERT_TRUE(PVR_EncodeVQ(&settings, image, hooks));
   const std::string out = testing::internal::GetCapturedStdout();
   EXPECT_EQ(dithered * 10 + built, 11);
-  EXPECT_EQ(info.Text(), "[VQ AUTO MIPMAP][GLOBALINDEX 7]");
+  EXPECT_EQ(console.info.Text(), "[VQ AUTO MIPMAP][GLOBALINDEX 7]");
   EXPECT_EQ(settings.info.globalIndex, 7);
-
   PVR_Image dither = image;
   vqtest::LiteralDither(&dither, kPixRGB565, false);
   const vqtest::LiteralResult literal = vqtest::LiteralVQ({2, false, true, 4}, vqtest::BoxMipmaps(dither, true), 7);
@@ -273,38 +278,26 @@ TEST(VQExpected, DriverPrintsAndWrites) {
   ASSERT_GE(out.size(), lines.size());
   EXPECT_EQ(out.substr(0, lines.size()), lines);
   EXPECT_EQ(out.substr(out.size() - 9), " SECONDS\n");
-}
 
-// Pixel formats without VQ texels fall back to RGB565 with one warning;
-// without VQ mipmaps nothing is built and the tag says so; a failed mipmap
-// build ends the texture without a file.
-TEST(VQExpected, DriverFallbacksAndFailures) {
-  ScratchDir dir;
-  PVR_VQHooks hooks;
-  int built = 0;
-  hooks.setMipmaps = [&](PVR_Input *) { return ++built, -1; };
   for (int pixelFormat : {kPixYUV422, kPixBump}) {
-    PVR_Settings settings;
-    settings.textureFormat = kTexFormatSmallVQ, settings.pixelFormat = pixelFormat, settings.vqMipmap = 0;
-    settings.outputName = dir.file("plain.pvr");
-    Console console;
+    settings = settingsFor(kTexFormatSmallVQ, pixelFormat, "plain.pvr");
+    settings.vqMipmap = 0, settings.globalIndex = -1, settings.dither = 0;
+    Console fallback;
     testing::internal::CaptureStdout();
     ASSERT_TRUE(PVR_EncodeVQ(&settings, Uniform(32, 255, 9, 9, 9), hooks));
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(console.warning.Text(),
+    EXPECT_EQ(fallback.warning.Text(),
               "\n##### Warning : VQ texels are ARGB1555, RGB565 or ARGB4444 only. Use RGB565.\n");
-    EXPECT_EQ(console.info.Text(), "[VQ AUTO MIPMAP OFF]");
+    EXPECT_EQ(fallback.info.Text(), "[VQ AUTO MIPMAP OFF]");
     EXPECT_EQ(settings.pixelFormat, kPixRGB565);
     const Bytes file = FileBytes(settings.outputName);
     ASSERT_EQ(file.size(), 16u + 8 * 32 + 256);
     EXPECT_EQ(pvr::Get32(&file[8]), 0x1001u);
   }
-  EXPECT_EQ(built, 0);
-  PVR_Settings settings;
-  settings.outputName = dir.file("never.pvr");
-  vktest::Capture info(InfoStream, SetInfoStream);
-  EXPECT_FALSE(PVR_EncodeVQ(&settings, Uniform(64, 255, 9, 9, 9), hooks));
   EXPECT_EQ(built, 1);
+  failing = 1, settings = settingsFor(kTexFormatVQ, kPixRGB565, "never.pvr");
+  EXPECT_FALSE(PVR_EncodeVQ(&settings, Uniform(64, 255, 9, 9, 9), hooks));
+  EXPECT_EQ(built, 2);
   EXPECT_FALSE(Exists(settings.outputName));
 }
 
