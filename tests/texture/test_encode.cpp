@@ -7,6 +7,9 @@
 #include <filesystem>
 #include <functional>
 
+#include "texture/pvm.h"
+#include "texture/texture_io.h"
+#include "texture/vq.h"
 #include "texture_test_util.h"
 
 namespace {
@@ -204,10 +207,12 @@ TEST(EncodeRefusals, SizesAndBrokenInputs) {
   EXPECT_EQ(settings.info.skipped + unnamed.info.skipped, 2);
 }
 
-// A write that fails (no folder, a folder that takes no files, the temporary
-// blocked, the file size limit reached midway, a read-only folder) leaves no
-// new file and keeps the older one.
-TEST(EncodeRefusals, FailedWritesKeepTheOlderFile) {
+// Every texture file goes through one whole-file writer (a temporary beside
+// the target, then a rename). A write that fails (no folder, a folder that
+// takes no files, the temporary blocked, the size limit reached midway, a
+// read-only folder, a folder's name) leaves no new file and keeps the older one; then each
+// caller once: its message first, and nothing of it left.
+TEST(WriteFailures, OneWriterAndEachCaller) {
   ScratchDir dir;
   const std::string target = dir.file("old.pvr"), readOnly = dir.file("ro");
   std::filesystem::create_directory(readOnly);
@@ -215,41 +220,86 @@ TEST(EncodeRefusals, FailedWritesKeepTheOlderFile) {
   getrlimit(RLIMIT_FSIZE, &saved);
   const rlimit small{1000, saved.rlim_max};
   using std::filesystem::perms;
+  const auto block = [&] { std::filesystem::create_directory(target + ".tmp~"); };
   const std::tuple<std::string, std::function<void()>, std::function<void()>> cases[] = {
       {dir.file("missing/old.pvr"), [] {}, [] {}},
       {"/proc/vktest-texenc.pvr", [] {}, [] {}},
-      {target, [&] { std::filesystem::create_directory(target + ".tmp~"); },
-       [&] { std::filesystem::remove(target + ".tmp~"); }},
+      {readOnly, [] {}, [] {}},  // the name of a folder
+      {target, block, [&] { std::filesystem::remove(target + ".tmp~"); }},
       {target, [&] { std::signal(SIGXFSZ, SIG_IGN), setrlimit(RLIMIT_FSIZE, &small); },
        [&] { setrlimit(RLIMIT_FSIZE, &saved); }},
       {readOnly + "/old.pvr", [&] { std::filesystem::permissions(readOnly, perms::owner_read | perms::owner_exec); },
        [&] { std::filesystem::permissions(readOnly, perms::owner_all); }},
   };
+  const std::string pvp = dir.file("old.pvp");
+  const auto unchanged = [&](const std::string &what) {
+    EXPECT_EQ(ReadFile(target), "an older texture") << what;
+    EXPECT_EQ(Exists(pvp) ? ReadFile(pvp) : "old palette", "old palette") << what;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2 + Exists(pvp)) << what;
+  };
   for (const auto &[name, arrange, restore] : cases) {
     if (name == readOnly + "/old.pvr" && geteuid() == 0) continue;  // root writes there anyway
     ASSERT_TRUE(WriteFile(target, "an older texture"));
-    PVR_Settings settings = SettingsFor(name, kPixRGB565, true);
-    Console console;
     arrange();
-    EXPECT_FALSE(PVR_EncodeTwiddled(&settings, MakeImage(64, 64, 255, 9, 9, 9))) << name;
+    EXPECT_FALSE(PVR_WriteWholeFile(name.c_str(), std::vector<uint8_t>(5000, 1))) << name;
     restore();
-    EXPECT_EQ(console.error.Text(), "\n##### Error : Can't write file " + name + "\n");
-    EXPECT_EQ(ReadFile(target), "an older texture");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2) << name;  // old.pvr and ro
+    unchanged(name);
   }
-  std::filesystem::create_directory(dir.file("p.pvp.tmp~"));  // the palette file fails: no texture file either
-  PVR_Settings settings = SettingsFor(dir.file("p.pvr"), kPixRGB565);
-  Console console;
-  EXPECT_FALSE(PVR_EncodePalettized(&settings, PVR_Palette{}, PVR_PalImage{8, 8, 8, std::vector<uint8_t>(64)}));
-  EXPECT_FALSE(Exists(dir.file("p.pvr")) || Exists(dir.file("p.pvp")));
-  EXPECT_EQ(console.info.Text(), "");
-  // The texture file fails after its palette was written: the older pair stays.
-  std::filesystem::create_directory(dir.file("q.pvr.tmp~"));
-  ASSERT_TRUE(vktest::WriteFile(dir.file("q.pvp"), "old palette") && vktest::WriteFile(dir.file("q.pvr"), "old"));
-  settings = SettingsFor(dir.file("q.pvr"), kPixRGB565);
-  EXPECT_FALSE(PVR_EncodePalettized(&settings, PVR_Palette{}, PVR_PalImage{8, 8, 8, std::vector<uint8_t>(64)}));
-  EXPECT_EQ(ReadFile(dir.file("q.pvp")) + ReadFile(dir.file("q.pvr")), "old paletteold");
-  EXPECT_FALSE(Exists(dir.file("q.pvp.tmp~")));
+  ScratchDir other;  // a texture for the archive
+  PVR_Settings settings = SettingsFor(other.file("a.pvr"), kPixRGB565);
+  ASSERT_TRUE(PVR_EncodeTwiddled(&settings, MakeImage(8, 8, 255, 9, 9, 9)));
+  PVR_VQOutput vq;
+  PVR_Input input{{MakeImage(16, 16, 255, 0, 0, 0)}};
+  PVR_VQOptions options;
+  options.smallVQ = 1;
+  ASSERT_TRUE(PVR_CompressVQ(options, &input, &vq));
+  const std::string cantWrite = "\n##### Error : Can't write file " + target + "\n";
+  const PVR_PalImage indices{8, 8, 8, std::vector<uint8_t>(64)};
+  // Caller, the temporary blocked, the older palette file, what is printed.
+  const std::tuple<std::function<bool()>, std::string, bool, std::string> callers[] = {
+      {[&] {
+         PVR_Settings s = SettingsFor(target, kPixRGB565, true);
+         return PVR_EncodeTwiddled(&s, MakeImage(64, 64, 255, 9, 9, 9));
+       },
+       target, false, cantWrite},
+      {[&] { return PVR_WriteVQPVRFile(&vq, target.c_str(), 3); }, target, false,
+       "\n*** Could not open the pvr file " + target + " ***\n"},
+      {[&] {
+         TextureArchive archive;
+         ArchiveReset(&archive), ArchiveSetName(&archive, target), ArchiveStart(&archive);
+         ArchiveAddFile(&archive, other.file("a.pvr"));
+         testing::internal::CaptureStdout();
+         const ArchiveStatus status = ArchiveFinish(&archive);
+         testing::internal::GetCapturedStdout();
+         return status != ArchiveStatus::kCantWrite;
+       },
+       target, false, cantWrite},
+      // The palette file fails: no texture file either.
+      {[&] {
+         PVR_Settings s = SettingsFor(target, kPixRGB565);
+         return PVR_EncodePalettized(&s, PVR_Palette{}, indices);
+       },
+       pvp, false, "\n##### Error : Can't write file " + pvp + "\n"},
+      // The texture file fails after its palette was written: the older pair stays.
+      {[&] {
+         PVR_Settings s = SettingsFor(target, kPixRGB565);
+         return PVR_EncodePalettized(&s, PVR_Palette{}, indices);
+       },
+       target, true, cantWrite + "\nConvert BMP to PVP\n"},
+  };
+  for (const auto &[run, blocked, olderPalette, message] : callers) {
+    ASSERT_TRUE(WriteFile(target, "an older texture"));
+    if (olderPalette) {
+      ASSERT_TRUE(WriteFile(pvp, "old palette"));
+    }
+    std::filesystem::create_directory(blocked + ".tmp~");
+    Console console;
+    EXPECT_FALSE(run()) << message;
+    EXPECT_EQ((console.error.Text() + console.info.Text()).substr(0, message.size()), message);
+    std::filesystem::remove(blocked + ".tmp~");
+    unchanged(message);
+    std::filesystem::remove(pvp);
+  }
 }
 
 }  // namespace

@@ -154,8 +154,6 @@ TEST(ApplyResource, RulesInOrder) {
     std::array<int32_t, 12> after;
   } cases[] = {
       {"no database", "", 0, "", {-1, 1, 1, 3, 1, 1, 0, 0, 4, 9, 3, 4}},
-      {"locked", Record("ARGB1555", "VQ", "off", "on", "on", "7", "5", "VQ3", "on"), 1,
-       "[FIND RESOURCE] [PVR LOCK] ", {-1, 1, 1, 3, 1, 1, 0, 0, 4, 9, 3, 4}},
       {"every rule", Record("ARGB4444", "rectangle", "off", "on", "on", "7", "-1", "VQ3", "off"), 1,
        "[FIND RESOURCE] ", {7, 0, 2, 2, 0, 0, 1, 1, 3, 9, 3, 4}},
       {"small VQ keeps algorithm 4", Record("auto", "SMALLVQ", "on", "off", "off", "-1", "-1", "VQ3", "off"), 1,
