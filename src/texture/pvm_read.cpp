@@ -112,17 +112,12 @@ bool ReadChunks(Bytes file, PVM_Archive *out, std::string *error) {
   size_t textures = 0, palettes = 0;
   size_t position = 0;
   while (position < file.size()) {
-    if (file.size() - position < 8)
-      return Refuse(error, "file is cut short inside the chunk head at offset %zu", position);
-    const uint8_t *head = &file[position];
-    const uint64_t length = pvr::Get32(head + 4);
-    const size_t available = file.size() - position - 8;
-    const std::string name = NameText(head);
+    pvr_decode::ChunkAt chunk;
+    if (!pvr_decode::ReadChunkAt(file, position, &chunk, error)) return false;
+    const std::string &name = chunk.name;
+    const Bytes data = chunk.data;
+    const size_t length = data.size();
     if (position == 0 && name != "PVMH") return Refuse(error, "file starts with \"%s\", not \"PVMH\"", name.c_str());
-    if (length > available)
-      return Refuse(error, "chunk \"%s\" at offset %zu claims %llu bytes, only %zu follow", name.c_str(), position,
-                    static_cast<unsigned long long>(length), available);
-    const Bytes data = file.subspan(position + 8, static_cast<size_t>(length));
     if (name == "PVMH") {
       if (position != 0) return Refuse(error, "second PVMH chunk at offset %zu", position);
       if (!ReadHeader(data, out, error)) return false;
@@ -145,7 +140,7 @@ bool ReadChunks(Bytes file, PVM_Archive *out, std::string *error) {
       for (const char *skipped : kSkipped) known = known || name == skipped;
       if (!known) return Refuse(error, "unknown chunk \"%s\" at offset %zu", name.c_str(), position);
     }
-    position += 8 + static_cast<size_t>(length);
+    position += 8 + length;
   }
   if (file.empty()) return Refuse(error, "file is empty");
   if (textures != out->entries.size())

@@ -27,6 +27,20 @@ std::string NameText(const uint8_t *name) {
   return text;
 }
 
+bool ReadChunkAt(std::span<const uint8_t> file, size_t position, ChunkAt *chunk, std::string *error) {
+  if (file.size() - position < 8)
+    return Refuse(error, "file is cut short inside the chunk head at offset %zu", position);
+  const uint8_t *head = &file[position];
+  const uint64_t length = pvr::Get32(head + 4);
+  const size_t available = file.size() - position - 8;
+  chunk->name = NameText(head);
+  if (length > available)
+    return Refuse(error, "chunk \"%s\" at offset %zu claims %llu bytes, only %zu follow", chunk->name.c_str(),
+                  position, static_cast<unsigned long long>(length), available);
+  chunk->data = file.subspan(position + 8, static_cast<size_t>(length));
+  return true;
+}
+
 }  // namespace pvr_decode
 
 namespace {
@@ -300,29 +314,20 @@ bool DecodeVQ(const TypeInfo &type, Bytes data, PVR_Decoded *out, std::string *e
 // returns its data, from the category word on.
 bool FindTextureChunk(Bytes file, PVR_Decoded *out, Bytes *texture, std::string *error) {
   size_t position = 0;
+  pvr_decode::ChunkAt chunk;
   while (position < file.size()) {
-    if (file.size() - position < 8)
-      return Refuse(error, "file is cut short inside the chunk head at offset %zu", position);
-    const uint8_t *head = &file[position];
-    const uint64_t length = pvr::Get32(head + 4);
-    const size_t available = file.size() - position - 8;
-    const std::string name = NameText(head);
-    if (length > available)
-      return Refuse(error, "chunk \"%s\" at offset %zu claims %llu bytes, only %zu follow", name.c_str(), position,
-                    static_cast<unsigned long long>(length), available);
-    if (name == "GBIX") {
-      if (length < 4)
-        return Refuse(error, "GBIX chunk of %llu bytes holds no index", static_cast<unsigned long long>(length));
+    if (!pvr_decode::ReadChunkAt(file, position, &chunk, error)) return false;
+    const size_t length = chunk.data.size();
+    if (chunk.name == "GBIX") {
+      if (length < 4) return Refuse(error, "GBIX chunk of %zu bytes holds no index", length);
       out->hasGlobalIndex = true;
-      out->globalIndex = pvr::Get32(head + 8);
-    } else if (name == "PVRT") {
-      if (length < 8)
-        return Refuse(error, "PVRT chunk of %llu bytes holds no category and size",
-                      static_cast<unsigned long long>(length));
-      *texture = file.subspan(position + 8, static_cast<size_t>(length));
+      out->globalIndex = pvr::Get32(chunk.data.data());
+    } else if (chunk.name == "PVRT") {
+      if (length < 8) return Refuse(error, "PVRT chunk of %zu bytes holds no category and size", length);
+      *texture = chunk.data;
       return true;
     }
-    position += 8 + static_cast<size_t>(length);
+    position += 8 + length;
   }
   return Refuse(error, "no PVRT chunk in %zu bytes", file.size());
 }
