@@ -1,64 +1,15 @@
-// The console printers, status values and the out-of-memory stop, the
-// file-name utilities and the packers, against hand-worked texts and words.
+// The file-name utilities and the packers, against hand-worked texts and words.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <limits>
-#include <new>
 #include <string>
 #include <utility>
 
-#include "base/console.h"
 #include "base/file_names.h"
 #include "base/packers.h"
-#include "base/status.h"
-#include "support/console_capture.h"
 
 namespace {
-
-using vktest::Capture;
-
-TEST(Console, EachPrinterWritesToItsStreamWithItsDecoration) {
-  Capture message(MessageStream, SetMessageStream), info(InfoStream, SetInfoStream),
-      error(ErrorStream, SetErrorStream), warning(WarningStream, SetWarningStream), note(NoteStream, SetNoteStream);
-  PrintMessage("[INPUT BASIC]");
-  PrintInfo("[GLOBAL INDEX BASE] %d ", 100);
-  PrintError("Error : Bad %s\n", "thing");
-  PrintWarning("Warning : %d\n", 7);
-  PrintNote("Error: Can't create backup file.\n");
-  SetInfoStream(nullptr);  // silent while the others still print
-  PrintInfo("[GLOBAL INDEX BASE] %d ", 5);
-  PrintWarning("Warning : still here\n");
-  EXPECT_EQ(message.Text(), "[INPUT BASIC]");
-  EXPECT_EQ(info.Text(), "[GLOBAL INDEX BASE] 100 ");
-  EXPECT_EQ(error.Text(), "\n##### Error : Bad thing\n");
-  EXPECT_EQ(warning.Text(), "\n##### Warning : 7\n\n##### Warning : still here\n");
-  EXPECT_EQ(note.Text(), "Error: Can't create backup file.\n");
-}
-
-// A stop is printed once: by whoever reports it, or by the driver through
-// VKPrintStop; an allocator's stop travels as VKOutOfMemory.
-TEST(Status, StopsArePrintedOnceWithTheirDecoration) {
-  Capture error(ErrorStream, SetErrorStream);
-  ::testing::internal::CaptureStderr();
-  const VKStatus reported = VKErrorStatus(VKStatusCode::kCantOpen, "Error : Can't open file %s\n", "x.tmp~");
-  const VKStatus pending = VKStopStatus(VKStatusCode::kBadModel, "Error : Bad Model pointer\n");
-  VKOutOfMemory plain(true, "Error : pool %s\n", "tag");
-  const std::bad_alloc &thrown = VKOutOfMemory(false, "Error : Can't malloc %s\n", "nodes(ScGetNodeList)");
-  EXPECT_STREQ(thrown.what(), "Error : Can't malloc nodes(ScGetNodeList)\n");
-  EXPECT_EQ(error.Text(), "\n##### Error : Can't open file x.tmp~\n");  // printed when made
-  VKPrintStop(reported);
-  VKPrintStop(VKStatus{});
-  VKPrintStop(pending);
-  VKPrintStop(VKOutOfMemory(false, "Error : Can't malloc %s\n", "nodes(ScGetNodeList)").status());
-  VKPrintStop(plain.status());
-  EXPECT_EQ(error.Text(), "\n##### Error : Can't open file x.tmp~\n\n##### Error : Bad Model pointer\n"
-                          "\n##### Error : Can't malloc nodes(ScGetNodeList)\n");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Error : pool tag\n");
-  EXPECT_TRUE(reported.reported && !pending.reported && VKStatus{}.ok() && !pending.ok());
-  EXPECT_EQ(pending.code, VKStatusCode::kBadModel);
-  EXPECT_EQ(plain.status().code, VKStatusCode::kOutOfMemory);
-}
 
 // Each name sits in a name buffer followed by guard bytes that must survive;
 // names filling the buffer get a cut suffix.

@@ -1,5 +1,4 @@
-// The strip builder on meshes worked out by hand, the driver's statistics,
-// and the fast sorts against the literal ones, alone and over whole meshes.
+// The strip builder on meshes worked out by hand, the fast sorts against the literal ones, alone and over whole meshes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -172,27 +171,6 @@ TEST(Strips, HandWorkedMeshes) {
   EXPECT_GT(row.strips, 1);
   EXPECT_LE(longest, static_cast<size_t>(2 * kStripSideLimit + 1));
   EXPECT_GE(longest, static_cast<size_t>(kStripSideLimit));
-}
-
-TEST(Strips, DriverStripsEveryGroupAndPrintsTheStatistics) {
-  // Node a: a 2x1 grid, a quad per material; b: no mesh; c: a quad, no materials.
-  ScModel *a = ScModelAlloc("a"), *c = ScModelAlloc("c");
-  ScMesh *grid = a->mesh = Grid(2, 1);
-  for (int t = 0; t < 4; ++t) grid->polygons[t].materialId = t / 2;
-  ptest::GiveMaterials(a, 2)->next->specularPower = 3.0f;  // two groups
-  c->mesh = Quad();
-  a->hasMesh = c->hasMesh = 1;
-  ptest::HandList hand({a, ScModelAlloc("b"), c});
-  hand.list.stripbits = vkopt::kStripOn;
-  VKOptimizeInfo *info = VKGetOptimizeInfo(&hand.list, 0x40000001);
-  ASSERT_NE(info, nullptr);
-  int strips = 0;
-  EXPECT_EQ(ptest::Printed([&] { strips = VKMakeStrips(&hand.list, info); }),
-            "[STRIP] polygon_total_n 6\npolygon_vertex_sum 18\nstrip_total_n 3\nstrip_vertex_sum 12\n");
-  EXPECT_EQ(strips, 3);
-  VKFreeOptimizeInfo(info);
-  EXPECT_EQ(ptest::Printed([] { PrintStripStatistics(18, 54, 14, 46); }),
-            "polygon_total_n 18\npolygon_vertex_sum 54\nstrip_total_n 14\nstrip_vertex_sum 46\n");
 }
 
 TEST(StripOrder, EdgeAndTriangleOrdersMatchTheExchangeSortsWithHeavyTies) {

@@ -1,6 +1,7 @@
-// The Basic-model reader. Valid files read into scenes: the bundled sample and
-// small hand-written files against scenes worked out by hand (u = U / 255,
-// v = 1 - V / 255, colours as the file's bytes), generated files of every mesh
+// The Basic-model reader (the bundled sample is read in the golden
+// transcripts). Valid files read into scenes: small hand-written files against
+// scenes worked out by hand (u = U / 255, v = 1 - V / 255, colours as the
+// file's bytes), generated files of every mesh
 // kind against the generator's grid, and the name index against the literal
 // searches. Invalid input: every class is refused with a message naming the
 // file (and the line where there is one) and no scene; warnings for names not
@@ -21,35 +22,6 @@ namespace {
 
 using namespace vkreadertest;
 using vktest::VkaGenParams;
-
-TEST_F(ReaderTest, BundledSample) {
-  // Wheels: strips 5 and 0x8004 (reversed), then one four-index polygon
-  // entry; V 128 gives v = 0.498039.
-  const char *wheel =
-      "   mat#%d _matlist_sample_wheel 94202400 p6 d64,64,64,255 s255,255,255,255 a0,0,0,0 tex#%d stripes.tga\n"
-      "   mesh v5 p7 a7 t7 q0\n   v 0,0,0/0,0,0 0.5,0,0/0,0,0 0,0.5,0/0,0,0 0.5,0.5,0/0,0,0 0,1,0/0,0,0\n"
-      "   m0 n0,0,0 d64,64,64,255 0:0,1 1:1,1 2:0,0.498039\n"
-      "   m0 n0,0,0 d64,64,64,255 2:0,0.498039 1:1,1 3:1,0.498039\n"
-      "   m0 n0,0,0 d64,64,64,255 2:0,0.498039 3:1,0.498039 4:0,0\n"
-      "   m0 n0,0,0 d64,64,64,255 3:1,0.498039 4:0,0 2:0,0.498039\n"
-      "   m0 n0,0,0 d64,64,64,255 3:1,0.498039 2:0,0.498039 1:1,1\n"
-      "   m0 n0,0,0 d64,64,64,255 0:0,0 1:0,0 2:0,0\n"
-      "   m0 n0,0,0 d64,64,64,255 2:0,0 1:0,0 3:0,0\n";
-  // The first OBJECT block (antenna) lacks EvalFlags 0x20: kind 7. The body's
-  // 0x40 gives the "Es" prefix; its quadrangle 0, 1, 4, 5 goes round as 0, 1, 5, 4.
-  EXPECT_EQ(ReadDescribed(vktest::ReadFile(vktest::SourceDir() + "/examples/sample.vka"), "sample.vka"),
-            "body kind7 models4\n"
-            "body#0 pos0,0.5,0 ang0.785398,0,0 scl2,2,2\n"
-            " mat#0 Es_matlist_sample_body 94202400 p256 d255,128,0,255 s51,102,153,255 a0,0,0,0 tex#0 checker.bmp\n"
-            " mat#1 Es_NULL 94002400 p0 d0,0,255,128 s0,0,0,255 a0,0,0,0\n"
-            " mesh v6 p3 a3 t2 q1\n"
-            " v 0,0,0/0,0,-1 1,0,0/0,0,-1 0,1,0/0,0,-1 1,1,0/0,0,-1 0,0,1/0,-1,0 1,0,1/0,-1,0\n"
-            " m0 n0,0,-1 d255,128,0,255 0:0,1 1:1,1 2:0,0\n"
-            " m0 n0,0,-1 d255,128,0,255 2:0,0 1:1,1 3:1,0\n"
-            " m1 n0,0,0 d0,0,255,128 0:0,0 1:0,0 5:0,0 4:0,0\n"
-            "  wheel_l#1 ang0,1.5708,0\n" + Format(wheel, 2, 1) +
-            "  wheel_r#2 pos1,0,0 ang0,-1.5708,0\n" + Format(wheel, 3, 2) + "  antenna#3 pos0.5,1,1\n");
-}
 
 // Every texture entry form, tag prefixes, the specular power table, and the default-material
 // order: a first block named defmat... takes the last slot, the others 0, 1, ... (MatNum 4 reaches it).
@@ -160,10 +132,6 @@ void CheckTree(const VkaGenParams &p, const ScModel *node, const std::string &pr
 TEST_F(ReaderTest, GeneratedFilesOfEveryMeshKind) {
   using enum vktest::VkaMesh;
   const struct { const char *what, *prefix; VkaGenParams p; } cases[] = {
-      {"quadrangles", "_", {.objects = 3, .gridHeight = 3, .meshKinds = {kQuads}, .materials = 3, .textures = 2}},
-      {"polygons", "_",
-       {.objects = 2, .childrenPerNode = 1, .gridWidth = 5, .gridHeight = 2, .meshKinds = {kPolygons},
-        .polyNormals = true}},
       {"strips", "_",
        {.objects = 4, .childrenPerNode = 3, .gridWidth = 6, .meshKinds = {kStrips}, .polyNormals = true,
         .materials = 2, .textures = 3, .paletteBanks = true}},

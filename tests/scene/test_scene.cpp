@@ -93,26 +93,6 @@ TEST(TrackedTableUninitialised, ReleaseBeforeInitPrintsAndReleasesNothing) {
   EXPECT_EQ(capture.Text(), "\n##### Error: You must call ScMallocTabInit for ScObject probe\n");
 }
 
-TEST(PagedPool, RequestsRoundToFourAndBigBlocksGetTheirOwnChunk) {
-  PagedPool pool{};
-  PoolInit(&pool);
-  PoolAlloc(&pool, 1, "t");
-  EXPECT_EQ(pool.used, 4);
-  void *whole = PoolAlloc(&pool, 4096, "t");  // does not fit behind the 4 bytes
-  EXPECT_EQ(whole, pool.current->buffer);  // so it opens a second chunk
-  EXPECT_EQ(pool.used, 4096);
-  PoolChunk *current = pool.current;
-  void *big = PoolAlloc(&pool, 4097, "t");
-  EXPECT_EQ(pool.chunkCount, 3);
-  EXPECT_EQ(pool.first->buffer, big);
-  EXPECT_EQ(pool.current, current);
-  EXPECT_EQ(pool.used, 4096);
-  std::memset(big, 0xAB, 4100);  // the chunk holds the rounded 4100 bytes
-  EXPECT_STREQ(PoolStrdup(&pool, "name"), "name");
-  EXPECT_EQ(PoolStrdup(&pool, ""), nullptr);
-  PoolFreeAll(&pool);
-}
-
 // The second round likely gets the dirtied buffers of the first back.
 TEST(PagedPool, WriterTwinZeroFillsEveryBuffer) {
   for (int round = 0; round < 2; round++) {
