@@ -26,7 +26,8 @@ class Input {
   }
   // Up to `most` bytes.
   std::string Bytes(size_t most) {
-    const size_t count = std::min<size_t>(Byte() % (most + 1), size_ - std::min(at_, size_));
+    const size_t wanted = Byte() % (most + 1);  // read before the remaining length is taken
+    const size_t count = std::min<size_t>(wanted, size_ - std::min(at_, size_));
     std::string bytes(reinterpret_cast<const char *>(data_ + at_), count);
     at_ += count;
     return bytes;
