@@ -18,6 +18,9 @@ struct VKOptimizeInfo;
 // triangles seed further strips.
 constexpr int32_t kStripSideLimit = 5120;
 
+// Most threads VKMakeStrips runs.
+constexpr int32_t kStripMaxThreads = 8;
+
 // Orderings of the edge records and of the triangles. Each returns the
 // permutation its sort leaves: order[k] is the original position of the
 // entry that ends at position k. The defaults reproduce the builder's
@@ -50,6 +53,10 @@ struct VKStripOptions {
   bool joinEitherDirection;
   VKEdgeOrderFn edgeOrder;          // VKEdgeOrder when null
   VKTriangleOrderFn triangleOrder;  // VKTriangleOrder when null
+  // Threads of VKMakeStrips; 0: the environment's VK_THREADS when it is a
+  // positive number, else the machine's cores (at most kStripMaxThreads).
+  // The strips made do not depend on it.
+  int32_t threads;
 };
 
 void VKInitStripOptions(VKStripOptions *options, uint32_t stripBits, uint32_t outputFlags);

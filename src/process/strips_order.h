@@ -12,6 +12,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -30,6 +31,21 @@ void FrontNotSmallerOrder(int32_t n, Less less, int32_t *order) {
     return x > y;
   });
 }
+
+// Three float keys per entry, lexicographic: the triangle order's
+// comparison (and its oracle).
+struct TriangleKeyLess {
+  const float *keys;
+  bool operator()(int32_t x, int32_t y) const {
+    const float *kx = keys + static_cast<ptrdiff_t>(x) * 3;
+    const float *ky = keys + static_cast<ptrdiff_t>(y) * 3;
+    for (int c = 0; c < 3; ++c) {
+      if (kx[c] < ky[c]) return true;
+      if (ky[c] < kx[c]) return false;
+    }
+    return false;
+  }
+};
 
 // Fenwick tree over counts (also used by the ancestry order of the node list).
 class Counter {
@@ -69,12 +85,12 @@ class Counter {
 // the end is the final order of that key. The queue is kept as a circle
 // with a head mark; joining the back inserts just before the head, so the
 // final circle follows from offline insertion positions.
+//
+// `sorted` holds the positions stably sorted by `less` (equal keys in
+// original order); StrictExchangeOrder below makes it.
 template <class Less>
-void StrictExchangeOrder(int32_t n, Less less, int32_t *order) {
+void StrictExchangeOrderOfSorted(int32_t n, Less less, std::vector<int32_t> &sorted, int32_t *order) {
   if (n <= 0) return;
-  std::vector<int32_t> sorted(static_cast<size_t>(n));
-  for (int32_t i = 0; i < n; ++i) sorted[i] = i;
-  std::stable_sort(sorted.begin(), sorted.end(), [&](int32_t x, int32_t y) { return less(x, y); });
 
   // Dense key ranks and the first sorted position of each rank.
   std::vector<int32_t> rank(static_cast<size_t>(n));
@@ -106,6 +122,15 @@ void StrictExchangeOrder(int32_t n, Less less, int32_t *order) {
       order[first] = members[0];
       continue;
     }
+    if (m == 2) {
+      // The general placement below, worked out: the circle is (second,
+      // first) and the head ends on the first unless an odd number of
+      // smaller entries follows the second.
+      const bool swapped = (smallerBefore[members[1]] - first) % 2 != 0;
+      order[first] = members[swapped ? 1 : 0];
+      order[first + 1] = members[swapped ? 0 : 1];
+      continue;
+    }
     // Smaller entries in total: every entry of a lower rank.
     const int32_t smallerTotal = first;
     insertAt.assign(static_cast<size_t>(m), 0);
@@ -135,6 +160,15 @@ void StrictExchangeOrder(int32_t n, Less less, int32_t *order) {
     }
     for (int32_t k = 0; k < m; ++k) order[first + k] = circle[(head + k) % m];
   }
+}
+
+template <class Less>
+void StrictExchangeOrder(int32_t n, Less less, int32_t *order) {
+  if (n <= 0) return;
+  std::vector<int32_t> sorted(static_cast<size_t>(n));
+  for (int32_t i = 0; i < n; ++i) sorted[i] = i;
+  std::stable_sort(sorted.begin(), sorted.end(), [&](int32_t x, int32_t y) { return less(x, y); });
+  StrictExchangeOrderOfSorted(n, less, sorted, order);
 }
 
 }  // namespace vkorder
