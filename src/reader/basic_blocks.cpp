@@ -1,5 +1,6 @@
-// The three passes of the Basic-model reader: counting the blocks, measuring
-// the array blocks, and reading every block into its intermediate record.
+// The two passes of the Basic-model reader: counting the blocks and measuring
+// the array blocks in one, then reading every block into its intermediate
+// record.
 #include "reader/basic_blocks.h"
 
 #include <cmath>
@@ -12,7 +13,7 @@
 namespace vkreader {
 namespace {
 
-// ---- Pass 1 ---------------------------------------------------------------
+// ---- Pass 1: block counts and array sizes ---------------------------------
 
 struct CountWord {
   std::string_view word;
@@ -25,8 +26,6 @@ constexpr CountWord kCountWords[] = {
     {"VERTUV", kVertUvKind},    {"MESHSTART", kMeshSetKind},  {"POINT", kPointKind},
     {"NORMAL", kNormalKind},    {"MODEL", kModelKind},        {"OBJECT", kObjectKind},
 };
-
-// ---- Pass 2 ---------------------------------------------------------------
 
 struct ArrayKind {
   std::string_view keyword;
@@ -42,10 +41,23 @@ constexpr ArrayKind kArrayKinds[] = {
     {"POINT", &ReaderContext::pointSizes, false},
 };
 
-int32_t MeasureBlock(LineReader &reader, bool countsTokens) {
+// Counts the line's block word, if it is one (every line of the file is
+// counted, inside array blocks too).
+void CountLine(ReaderContext &ctx, std::string_view first) {
+  for (const CountWord &w : kCountWords) {
+    if (first == w.word) {
+      ctx.counts[w.kind]++;
+      return;
+    }
+  }
+}
+
+int32_t MeasureBlock(ReaderContext &ctx, bool countsTokens) {
+  LineReader &reader = *ctx.reader;
   int32_t count = 0;
   while (reader.ReadLine()) {
     std::string_view first = reader.first();
+    CountLine(ctx, first);
     if (first == "END") break;
     if (first == "START") {
       count = 0;
@@ -60,7 +72,7 @@ int32_t MeasureBlock(LineReader &reader, bool countsTokens) {
   return count;
 }
 
-// ---- Pass 3 helpers -------------------------------------------------------
+// ---- Pass 2 helpers -------------------------------------------------------
 
 // Reads the next line of the current block; false at the end of the file
 // and after a second START line, which is refused: its lines would be read
@@ -425,26 +437,15 @@ constexpr BlockHandler kBlockHandlers[] = {
 
 }  // namespace
 
-void CountBlocks(ReaderContext &ctx) {
+void CountAndMeasureBlocks(ReaderContext &ctx) {
   ctx.counts = {};
-  while (ctx.reader->ReadLine()) {
-    std::string_view first = ctx.reader->first();
-    for (const CountWord &w : kCountWords) {
-      if (first == w.word) {
-        ctx.counts[w.kind]++;
-        break;
-      }
-    }
-  }
-}
-
-void MeasureArrays(ReaderContext &ctx) {
   for (const ArrayKind &kind : kArrayKinds) (ctx.*kind.sizes).clear();
   while (ctx.reader->ReadLine()) {
     std::string_view first = ctx.reader->first();
+    CountLine(ctx, first);
     for (const ArrayKind &kind : kArrayKinds) {
       if (first == kind.keyword) {
-        (ctx.*kind.sizes).push_back(MeasureBlock(*ctx.reader, kind.countsTokens));
+        (ctx.*kind.sizes).push_back(MeasureBlock(ctx, kind.countsTokens));
         break;
       }
     }

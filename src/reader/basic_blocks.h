@@ -108,7 +108,7 @@ struct ReaderContext {
   LineReader *reader = nullptr;
 
   std::array<int32_t, kBlockKindCount> counts{};  // pass 1
-  // Pass 2: element counts of the array blocks, in file order per kind.
+  // Pass 1 too: element counts of the array blocks, in file order per kind.
   std::vector<int32_t> polygonSizes, polyNormalSizes, vertUvSizes, pointSizes, normalSizes;
 
   bool hasTexList = false;
@@ -128,21 +128,22 @@ struct ReaderContext {
   std::vector<BasicModel> models;
   std::vector<BasicObject> objects;
 
-  // The block pass 3 is reading: its keyword and name for messages, the
+  // The block pass 2 is reading: its keyword and name for messages, the
   // line of its START (0 before it), and whether a line of it was refused.
   std::string block;
   int32_t blockStart = 0;
   bool blockFailed = false;
 };
 
-// The three passes over the file; each starts at the current position of the
-// context's reader (the caller rewinds between them).
-void CountBlocks(ReaderContext &ctx);
-void MeasureArrays(ReaderContext &ctx);
-// Creates the record arrays sized by the two counting passes; false (after
+// The two passes over the file; each starts at the current position of the
+// context's reader (the caller rewinds between them). The first counts the
+// lines opening each kind of block (anywhere in the file) and the elements
+// of every array block.
+void CountAndMeasureBlocks(ReaderContext &ctx);
+// Creates the record arrays sized by the counting pass; false (after
 // printing the kind word and byte count) when memory runs out.
 bool CreateRecords(ReaderContext &ctx);
-// Pass 3; false after a block failed (its message printed).
+// Pass 2; false after a block failed (its message printed).
 bool ReadBlocks(ReaderContext &ctx);
 
 // Joins the blocks by name, printing a warning for every name not found.

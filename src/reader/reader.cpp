@@ -1,4 +1,4 @@
-// Entry point of the Basic-model reader: three passes over the file, linking
+// Entry point of the Basic-model reader: two passes over the file, linking
 // by name, then the scene.
 #include "reader/reader.h"
 
@@ -23,9 +23,7 @@ ScObject *ReadFile(const char *fileName, std::FILE *file) {
   ctx.fileName = fileName;
   ctx.reader = &reader;
 
-  CountBlocks(ctx);
-  reader.Rewind();
-  MeasureArrays(ctx);
+  CountAndMeasureBlocks(ctx);
   if (!CreateRecords(ctx)) return nullptr;
   reader.Rewind();
   if (!ReadBlocks(ctx)) return nullptr;
@@ -49,7 +47,7 @@ ScObject *ReadBasicModel(const char *fileName) {
     std::fprintf(stderr, "Error : Can't open %s\n", fileName);
     return nullptr;
   }
-  // Larger reads than the default buffer: the file is read three times.
+  // Larger reads than the default buffer: the file is read twice.
   std::setvbuf(file.get(), nullptr, _IOFBF, 1 << 16);
   try {
     return ReadFile(fileName, file.get());
