@@ -415,6 +415,26 @@ int32_t VKStripList(const ScVertex *vertices, int32_t vertexCount, ScPolygon *fi
   return strips;
 }
 
+namespace {
+
+// Calls fn(node index, mesh, group) for every material group that leads its
+// merged groups, node by node, in nodes with a mesh.
+template <typename Fn>
+void ForEachLeadingGroup(ScNodeList *list, VKOptimizeInfo *info, Fn fn) {
+  for (int32_t i = 0; i < list->node_n && i < info->nodeCount; ++i) {
+    ScMesh *mesh = ScGetMesh(list->slist[i]->model);
+    if (mesh == nullptr) continue;
+    VKMaterialNode &node = info->mnlist[i];
+    const int32_t groups = node.materialCount > 0 ? node.materialCount : 1;
+    for (int32_t g = 0; g < groups; ++g) {
+      VKMaterialGroup &group = node.materialCount > 0 ? node.groups[g] : node.defaultGroup;
+      if (group.leader == &group) fn(i, mesh, group);
+    }
+  }
+}
+
+}  // namespace
+
 int32_t VKMakeStrips(ScNodeList *list, VKOptimizeInfo *info, VKStripOptions *options) {
   if (list == nullptr || info == nullptr) return 0;
   VKStripOptions local;
@@ -432,24 +452,16 @@ int32_t VKMakeStrips(ScNodeList *list, VKOptimizeInfo *info, VKStripOptions *opt
 
   // The lists in the order one after the other would strip them.
   std::vector<StripItem> items;
-  for (int32_t i = 0; i < list->node_n && i < info->nodeCount; ++i) {
-    ScMesh *mesh = ScGetMesh(list->slist[i]->model);
-    if (mesh == nullptr) continue;
-    VKMaterialNode &node = info->mnlist[i];
-    int32_t groups = node.materialCount > 0 ? node.materialCount : 1;
-    for (int32_t g = 0; g < groups; ++g) {
-      VKMaterialGroup &group = node.materialCount > 0 ? node.groups[g] : node.defaultGroup;
-      if (group.leader != &group) continue;
-      for (int l = 0; l < kVKStripListCount; ++l) {
-        VKPolyList &polys = group.lists[l];
-        polys.stripCount = 0;
-        if (!Strippable(mesh->vertices, mesh->nbVertex, polys.first, polys.count)) continue;
-        VKStripOptions stats = *options;
-        stats.polygonTotal = stats.polygonVertexSum = stats.stripTotal = stats.stripVertexSum = 0;
-        items.push_back(StripItem{mesh, i, &polys, ListLength(polys.first, polys.count), 0, stats, {}});
-      }
+  ForEachLeadingGroup(list, info, [&](int32_t i, ScMesh *mesh, VKMaterialGroup &group) {
+    for (int l = 0; l < kVKStripListCount; ++l) {
+      VKPolyList &polys = group.lists[l];
+      polys.stripCount = 0;
+      if (!Strippable(mesh->vertices, mesh->nbVertex, polys.first, polys.count)) continue;
+      VKStripOptions stats = *options;
+      stats.polygonTotal = stats.polygonVertexSum = stats.stripTotal = stats.stripVertexSum = 0;
+      items.push_back(StripItem{mesh, i, &polys, ListLength(polys.first, polys.count), 0, stats, {}});
     }
-  }
+  });
   StripItems(items, options->threads > 0 ? options->threads : AutomaticThreadCount());
 
   for (StripItem &item : items) {
@@ -461,18 +473,11 @@ int32_t VKMakeStrips(ScNodeList *list, VKOptimizeInfo *info, VKStripOptions *opt
     options->stripVertexSum += item.stats.stripVertexSum;
   }
   int32_t total = 0;
-  for (int32_t i = 0; i < list->node_n && i < info->nodeCount; ++i) {
-    if (ScGetMesh(list->slist[i]->model) == nullptr) continue;
-    VKMaterialNode &node = info->mnlist[i];
-    int32_t groups = node.materialCount > 0 ? node.materialCount : 1;
-    for (int32_t g = 0; g < groups; ++g) {
-      VKMaterialGroup &group = node.materialCount > 0 ? node.groups[g] : node.defaultGroup;
-      if (group.leader != &group) continue;
-      group.stripTotal = 0;
-      for (int l = 0; l < kVKStripListCount; ++l) group.stripTotal += group.lists[l].stripCount;
-      total += group.stripTotal;
-    }
-  }
+  ForEachLeadingGroup(list, info, [&](int32_t, ScMesh *, VKMaterialGroup &group) {
+    group.stripTotal = 0;
+    for (int l = 0; l < kVKStripListCount; ++l) group.stripTotal += group.lists[l].stripCount;
+    total += group.stripTotal;
+  });
   PrintStripStatistics(options->polygonTotal, options->polygonVertexSum, options->stripTotal,
                        options->stripVertexSum);
   return total;
