@@ -4,10 +4,6 @@
 // node list, strips, write; ASCII and -bin), with the child's peak memory,
 // and the writer alone in-process.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <cstdio>
@@ -21,10 +17,9 @@
 #include "process/nodelist.h"
 #include "reader/reader.h"
 #include "scene/memory.h"
+#include "bench_run.h"
 #include "support/test_support.h"
 #include "support/vka_gen.h"
-
-extern char **environ;
 
 namespace {
 
@@ -51,27 +46,6 @@ const std::string &Source(int grid) {
   return name;
 }
 
-// Runs the program and returns its peak resident memory in kilobytes.
-long RunChild(const std::vector<std::string> &args, const std::string &cwd) {
-  std::vector<char *> argv;
-  const std::string program = vktest::VkconvPath();
-  argv.push_back(const_cast<char *>(program.c_str()));
-  for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
-  pid_t pid = 0;
-  long peak = -1;
-  if (posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ) == 0) {
-    int status = 0;
-    struct rusage usage {};
-    if (wait4(pid, &status, 0, &usage) == pid) peak = usage.ru_maxrss;
-  }
-  posix_spawn_file_actions_destroy(&actions);
-  return peak;
-}
 
 void EndToEnd(benchmark::State &state, bool binary) {
   const int grid = static_cast<int>(state.range(0));
@@ -84,7 +58,7 @@ void EndToEnd(benchmark::State &state, bool binary) {
     std::filesystem::remove(work.file("big.vka.bk"));
     state.ResumeTiming();
     const auto start = std::chrono::steady_clock::now();
-    peak = RunChild(binary ? std::vector<std::string>{"big.vka", "-bin"} : std::vector<std::string>{"big.vka"},
+    peak = vkbench::RunVkconvPeak(binary ? std::vector<std::string>{"big.vka", "-bin"} : std::vector<std::string>{"big.vka"},
                     work.path());
     state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   }
